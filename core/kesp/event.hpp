@@ -1,0 +1,71 @@
+#pragma once
+
+#include "core/kesp/model_time.hpp"
+
+#include <cstdint>
+
+namespace Velmora::Core::Kesp {
+
+/// Dense index of a neuron: 0 to node count - 1.
+using NodeId = std::uint64_t;
+
+/// Dense index of a synapse, issued in insertion order from 0, never changed and never reused.
+using EdgeId = std::uint64_t;
+
+/// "No event", "no synapse", "no node": the value with all bits set, which no sequence number or
+/// identifier takes.
+inline constexpr std::uint64_t none = ~std::uint64_t{0};
+
+/// What an event is. The value 3 is reserved; nothing in the core produces it.
+enum class EventKind : std::uint8_t {
+    SynapticDelivery = 0,
+    SpikeCandidate = 1,
+    RefractoryEnd = 2,
+    Perturbation = 4,
+};
+
+/// One future happening.
+///
+/// | kind             | source, target                          | edge          | value           |
+/// tag             |
+/// |------------------|-----------------------------------------|---------------|-----------------|-----------------|
+/// | SynapticDelivery | presynaptic node, postsynaptic node     | the synapse   | signed weight   |
+/// 0               | | SpikeCandidate   | the node, twice                         | 0             |
+/// hazard bound/Hz | 0               | | RefractoryEnd    | the node, twice | 0             | 0.0
+/// | 0               | | Perturbation     | node or oscillator id, twice; 0 for a   | the synapse,
+/// | strength        | perturbation id | |                  | synapse | or 0          | | |
+struct Event {
+    /// When it happens.
+    ModelTime time = 0;
+    /// The number the queue issues when the event is scheduled; what the caller passes is
+    /// overwritten.
+    std::uint64_t sequence = 0;
+    EventKind kind = EventKind::SynapticDelivery;
+    /// The node that caused the event.
+    NodeId source = 0;
+    /// The node on which the event acts.
+    NodeId target = 0;
+    EdgeId edge = 0;
+    /// The event's quantity, by kind.
+    double value = 0.0;
+    /// Identifier of the perturbation that produced the event, or 0.
+    std::uint64_t tag = 0;
+};
+
+/// Where producers put events. They need no more of the queue than this.
+class IEventSink {
+  public:
+    virtual ~IEventSink() = default;
+
+    /// Takes a copy of the event and returns the sequence number issued for it.
+    virtual std::uint64_t schedule(const Event& event) = 0;
+
+  protected:
+    IEventSink() = default;
+    IEventSink(const IEventSink&) = default;
+    IEventSink(IEventSink&&) = default;
+    IEventSink& operator=(const IEventSink&) = default;
+    IEventSink& operator=(IEventSink&&) = default;
+};
+
+} // namespace Velmora::Core::Kesp
