@@ -12,7 +12,6 @@ target_compile_options(
     -Wcast-align
     -Wcast-qual
     -Wconversion
-    -Wdouble-promotion
     -Wextra-semi
     -Wformat=2
     -Wmissing-declarations
@@ -27,6 +26,7 @@ target_compile_options(
     $<$<BOOL:${VELMORA_WARNINGS_AS_ERRORS}>:-Werror>
     >
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:
+    -Wdouble-promotion
     -Wduplicated-branches
     -Wduplicated-cond
     -Wlogical-op

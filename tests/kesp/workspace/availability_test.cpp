@@ -18,12 +18,13 @@ TEST(Availability, CountsRatesThatMovedByMoreThanTheTolerance) {
     EXPECT_EQ(count(20.0, 10.0, 0.5), 0U);  // relative to the baseline
     EXPECT_EQ(count(-4.0, -2.9, 0.25), 2U);
     EXPECT_EQ(count(0.0, 0.001, 9.0), 2U); // from silence, any activity
-    EXPECT_EQ(count(NAN, 1.0, 0.0) + count(1.0, NAN, 0.0) + count(0.0, NAN, 0.0), 0U);
-    for (const double tolerance : {-0.01, double{INFINITY}, double{NAN}}) {
+    const double nan = std::nan("");
+    EXPECT_EQ(count(nan, 1.0, 0.0) + count(1.0, nan, 0.0) + count(0.0, nan, 0.0), 0U);
+    for (const double tolerance : {-0.01, HUGE_VAL, nan}) {
         expectError<InvalidWorkspace>([&] { count(1.0, 1.0, tolerance); },
                                       "availability tolerance must be finite and >= 0");
     }
-    const auto mismatch = [] { static_cast<void>(countChangedModules({}, {{{}}}, NAN)); };
+    const auto mismatch = [] { static_cast<void>(countChangedModules({}, {{{}}}, -1.0)); };
     expectError<InvalidWorkspace>(mismatch, "availability needs matching module sets");
 }
 

@@ -16,12 +16,12 @@ TEST(Competition, IsRefusedAtTheFirstRuleThatFails) {
     };
     const std::vector<Coalition> even{{0, 1, 2, 3}, {4, 5, 6, 7}};
     // Coalitions, recurrent and lateral weight, their delays, broadcast and feedback weight, ...
-    refuse("competition needs at least two participants", {{{{}}, NAN, 1.0, 0, 0, 0, 0, 0, 0, {}}});
-    refuse("a competing coalition has no members", {{{{0}, {}}, NAN, 1.0, 0, 0, 0, 0, 0, 0, {}}});
+    refuse("competition needs at least two participants", {{{{}}, -1, 1.0, 0, 0, 0, 0, 0, 0, {}}});
+    refuse("a competing coalition has no members", {{{{0}, {}}, -1, 1.0, 0, 0, 0, 0, 0, 0, {}}});
     refuse("competition weights must be finite and >= 0",
-           {{even, NAN, 0.0, 0, 0, 0, 0, 0, 0, {}},
-            {even, 1.0, INFINITY, 0, 0, 0, 0, 0, 0, {}},
-            {even, 1.0, 1.0, 0, 0, -INFINITY, 0, 0, 0, {}},
+           {{even, std::nan(""), 0.0, 0, 0, 0, 0, 0, 0, {}},
+            {even, 1.0, HUGE_VAL, 0, 0, 0, 0, 0, 0, {}},
+            {even, 1.0, 1.0, 0, 0, -HUGE_VAL, 0, 0, 0, {}},
             {even, 1.0, 1.0, 0, 0, 0, -0.1, 0, 0, {}}});
     refuse("competition needs both recurrent excitation and lateral inhibition",
            {{even, -0.0, 1.0, 0, 0, 0, 0, 0, 0, {}}, {even, 1.0, 0.0, 0, 0, 0, 0, 0, 0, {}}});

@@ -7,12 +7,14 @@ namespace Velmora::Tests {
 using namespace Core::Kesp;
 
 /// Three coalitions of unequal size; node 1 is a member and a module.
-const CompetitionSpec uneven{
-    {{2, 0, 5}, {1, 3}, {4}}, 0.5, 0.75, 13, 12, 0.125, 0.25, 11, 10, {6, 1}};
+constexpr auto uneven = [] {
+    return CompetitionSpec{
+        {{2, 0, 5}, {1, 3}, {4}}, 0.5, 0.75, 13, 12, 0.125, 0.25, 11, 10, {6, 1}};
+};
 
 TEST(Lowering, BuildsFourGroupsOfEdgesInListOrder) {
     Network network(7, {makeSynapse(0, 0, 1.0, 50, SynapseType::Inhibitory)}, {.min_delay = 10});
-    LoweredWorkspace lowered = lowerCompetition(network, uneven);
+    LoweredWorkspace lowered = lowerCompetition(network, uneven());
     EdgeId next = 1;
     const auto edges = [&](const std::vector<EdgeId>& group, float weight, ModelTime delay) {
         std::string text; // an edge from node 2 to node 0 reads "20 "
@@ -40,7 +42,7 @@ TEST(Lowering, BuildsFourGroupsOfEdgesInListOrder) {
 TEST(Lowering, KeepsTheBatchesBeforeTheOneRefused) {
     for (const auto& [min_delay, kept] : {std::pair(14, 0U), {13, 8U}, {12, 30U}, {11, 41U}}) {
         Network network(7, {}, {.min_delay = min_delay});
-        const auto lower = [&] { static_cast<void>(lowerCompetition(network, uneven)); };
+        const auto lower = [&] { static_cast<void>(lowerCompetition(network, uneven())); };
         expectError<InvalidSynapse>(lower, "synapse delay must be >= network min_delay and > 0");
         EXPECT_EQ(network.synapseCount(), kept);
     }
