@@ -6,77 +6,64 @@
 
 namespace Velmora::Core::Kesp {
 
-std::uint64_t EventQueue::schedule(const Event& event) {
-    if (event.time < now_) {
-        throw CausalityViolation("KESP event scheduled before the current model time");
-    }
-    if (next_sequence_ == none) {
-        throw TimeOverflow("KESP event sequence exhausted");
-    }
-    const std::uint64_t sequence = next_sequence_++;
-    const auto [slot, inserted] = live_.emplace(sequence, event);
-    slot->second.sequence = sequence;
-    heap_.push_back({.time = event.time, .sequence = sequence});
-    std::push_heap(heap_.begin(), heap_.end(), later);
-    return sequence;
+void EventQueue::throwCausalityViolation() {
+    throw CausalityViolation("KESP event scheduled before the current model time");
+}
+
+void EventQueue::throwSequenceExhausted() {
+    throw TimeOverflow("KESP event sequence exhausted");
 }
 
 Event EventQueue::popNext() {
-    dropStaleTop();
-    if (heap_.empty()) {
+    if (!findEarliest(end_of_time, [](const Event&) {})) {
         throw EmptyEventQueue("popNext on empty KESP event queue");
     }
-    return takeTop();
+    return takeEarliest();
 }
 
-std::optional<Event> EventQueue::popBefore(ModelTime end) {
-    dropStaleTop();
-    if (heap_.empty() || heap_.front().time >= end) {
-        return std::nullopt;
-    }
-    return takeTop();
-}
-
-bool EventQueue::cancel(std::uint64_t sequence) {
-    if (live_.erase(sequence) == 0) {
-        return false;
-    }
-    compact();
-    return true;
-}
-
-bool EventQueue::later(const Entry& a, const Entry& b) {
-    return a.time != b.time ? a.time > b.time : a.sequence > b.sequence;
-}
-
-void EventQueue::dropStaleTop() {
-    while (!heap_.empty() && !live_.contains(heap_.front().sequence)) {
-        std::pop_heap(heap_.begin(), heap_.end(), later);
-        heap_.pop_back();
+/// Restores scheduling order among the events of now(): one scheduled under a reserved number
+/// stands behind some that were scheduled after its number was reserved.
+void EventQueue::sortCurrent() {
+    Bucket& current = buckets_[0];
+    if (!std::ranges::is_sorted(current, {}, &Event::sequence)) {
+        std::ranges::sort(current, {}, &Event::sequence);
     }
 }
 
-Event EventQueue::takeTop() {
-    const auto slot = live_.find(heap_.front().sequence);
-    const Event event = slot->second;
-    std::pop_heap(heap_.begin(), heap_.end(), later);
-    heap_.pop_back();
-    live_.erase(slot);
-    now_ = event.time;
-    compact();
+Event EventQueue::takeEarliest() {
+    const Event& event = buckets_[0][next_current_++];
+    --stored_;
+    live_.erase(event.sequence);
     return event;
 }
 
-void EventQueue::compact() {
-    if (heap_.size() <= 2 * live_.size()) {
-        return;
+/// Drops the stale events of a bucket and returns the earliest and the latest time of the others.
+EventQueue::TimeRange EventQueue::dropStale(Bucket& bucket) {
+    TimeRange range{.earliest = end_of_time, .latest = before_any_event};
+    auto kept = bucket.begin();
+    for (const Event& event : bucket) {
+        if (!live_.contains(event.sequence)) {
+            continue;
+        }
+        range.earliest = std::min(range.earliest, event.time);
+        range.latest = std::max(range.latest, event.time);
+        if (&*kept != &event) {
+            *kept = event;
+        }
+        ++kept;
     }
-    heap_.clear();
-    heap_.reserve(live_.size());
-    for (const auto& [sequence, event] : live_) {
-        heap_.push_back({.time = event.time, .sequence = sequence});
+    stored_ -= static_cast<std::size_t>(bucket.end() - kept);
+    bucket.erase(kept, bucket.end());
+    return range;
+}
+
+void EventQueue::sweep() {
+    Bucket& current = buckets_[0];
+    current.erase(current.begin(), current.begin() + static_cast<std::ptrdiff_t>(next_current_));
+    next_current_ = 0;
+    for (Bucket& bucket : buckets_) {
+        dropStale(bucket);
     }
-    std::make_heap(heap_.begin(), heap_.end(), later);
 }
 
 } // namespace Velmora::Core::Kesp
