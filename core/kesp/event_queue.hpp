@@ -24,7 +24,8 @@ namespace Velmora::Core::Kesp {
 /// ever scheduled before now(), an event can wait in the bucket numbered by the highest bit in
 /// which its time differs from now(). When the lowest bucket's turn comes, now() becomes the
 /// earliest time in it and its events move to lower buckets. Events of equal time always share a
-/// bucket and every move keeps the order inside it, so no tie needs to be looked at.
+/// bucket and every move keeps the order inside it: scheduling order, but for events scheduled
+/// under a reserved number, which is put right when their time has come.
 ///
 /// Withdrawal is lazy: it only takes the sequence number out of the set of live ones. The event
 /// itself is dropped when its bucket's turn comes, or when stale events outnumber the live ones and

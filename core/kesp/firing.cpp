@@ -11,11 +11,8 @@ namespace Velmora::Core::Kesp {
 
 namespace {
 
-/// The smaller and the greater of two numbers, the second when they do not compare: what becomes of
-/// a NaN depends on it.
-double lesser(double a, double b) {
-    return a < b ? a : b;
-}
+/// The greater of two numbers, the second when they do not compare: what becomes of a NaN depends
+/// on it.
 double greater(double a, double b) {
     return a > b ? a : b;
 }
@@ -41,26 +38,15 @@ double driveAt(ModelTime t, const NeuronState& state, const NeuronParameters& ne
     return (decayed.potential - firing.adaptation_coupling * decayed.adaptation) + 0.0;
 }
 
-/// The hazard in Hz of a drive above threshold. The cap acts inside the exponent.
-double hazardOfDrive(double drive, const FiringParameters& firing) {
-    if (firing.baseline_rate == 0.0 || firing.gain == 0.0) {
-        return 0.0;
-    }
-    const double base = firing.baseline_rate * firing.gain;
-    const double exponent =
-        lesser(drive * firing.sensitivity, portableLog(firing.max_hazard / base));
-    return portableExp(exponent) * base;
-}
-
 /// The greater of `best` and the drive around its stationary point inside (start, to), if it has
 /// one.
 ///
 /// dD/dt = 0 where V_s / tau_v exp(-tau / tau_v) = W_s / tau_a exp(-tau / tau_a), tau after start.
 /// The two grid points around that instant are looked at.
-double withInteriorMaximum(double best, const DecayedState& at_start, double coupled_adaptation,
-                           ModelTime start, ModelTime to, const NeuronState& state,
-                           const NeuronParameters& neuron, const FiringParameters& firing) {
-    if (neuron.hold_potential || at_start.potential == 0.0 || coupled_adaptation == 0.0) {
+double withInteriorMaximum(double best, double v_s, double w_s, ModelTime start, ModelTime to,
+                           const NeuronState& state, const NeuronParameters& neuron,
+                           const FiringParameters& firing) {
+    if (neuron.hold_potential || v_s == 0.0 || w_s == 0.0) {
         return best;
     }
     const double rate_v = 1.0 / static_cast<double>(neuron.tau_v);
@@ -68,7 +54,7 @@ double withInteriorMaximum(double best, const DecayedState& at_start, double cou
     if (rate_v == rate_a) {
         return best;
     }
-    const double quotient = (at_start.potential * rate_v) / (coupled_adaptation * rate_a);
+    const double quotient = (v_s * rate_v) / (w_s * rate_a);
     if (!(quotient > 0.0)) {
         return best;
     }
@@ -88,34 +74,109 @@ double withInteriorMaximum(double best, const DecayedState& at_start, double cou
     return best;
 }
 
+/// The greatest drive over [start, to].
+double greatestDrive(const NeuronState& state, const NeuronParameters& neuron,
+                     const FiringParameters& firing, ModelTime start, ModelTime to) {
+    const DecayedState at_start = decayedTo(start, state, neuron);
+    const double v_s = at_start.potential;
+    const double w_s = firing.adaptation_coupling * at_start.adaptation;
+    const double at_the_ends = greater((v_s - w_s) + 0.0, driveAt(to, state, neuron, firing));
+    return withInteriorMaximum(at_the_ends, v_s, w_s, start, to, state, neuron, firing);
+}
+
 /// A waiting time in ns on the grid: rounded half away from zero, at least 1 ns.
 std::int64_t waitOnGrid(double wait_ns) {
     const auto rounded = static_cast<std::int64_t>(wait_ns >= 0.0 ? wait_ns + 0.5 : wait_ns - 0.5);
     return std::max<std::int64_t>(rounded, 1);
 }
 
-} // namespace
+/// Schedules the candidate that lies `wait` seconds after start, if it falls before the horizon;
+/// its bound is in the state already.
+template <typename Schedule>
+CandidateSchedule placeCandidate(NeuronState& state, NodeId node, ModelTime start, double wait,
+                                 ModelTime horizon, Schedule&& schedule) {
+    constexpr double nanoseconds_in_a_second = 1'000'000'000.0;
+    constexpr double greatest_wait_ns = 9e18; // somewhat below the greatest model time
 
-void validateFiringParameters(const FiringParameters& firing) {
+    const double bound = state.candidate_bound;
+    const CandidateSchedule beyond_horizon{
+        .status = CandidateStatus::BeyondHorizon, .time = horizon, .bound = bound};
+    const double wait_ns = wait * nanoseconds_in_a_second;
+    if (!std::isfinite(wait_ns) || wait_ns >= greatest_wait_ns) {
+        state.candidate_bound = 0.0;
+        return beyond_horizon;
+    }
+    const ModelTime time = addChecked(start, waitOnGrid(wait_ns));
+    if (time >= horizon) {
+        state.candidate_bound = 0.0;
+        return beyond_horizon;
+    }
+    state.candidate_event = schedule(Event{.time = time,
+                                           .kind = EventKind::SpikeCandidate,
+                                           .source = node,
+                                           .target = node,
+                                           .value = bound});
+    return {.sequence = state.candidate_event,
+            .status = CandidateStatus::Scheduled,
+            .time = time,
+            .bound = bound};
+}
+
+/// What is wrong with the parameters, or null.
+const char* faultOf(const FiringParameters& firing) {
     const auto finite = [](double value) { return std::isfinite(value); };
     const auto magnitude = [](double value) { return std::isfinite(value) && !(value < 0.0); };
     if (!magnitude(firing.baseline_rate) || !magnitude(firing.sensitivity)
         || !finite(firing.threshold) || !magnitude(firing.adaptation_coupling)
         || !magnitude(firing.gain) || !finite(firing.max_hazard) || !(firing.max_hazard > 0.0)) {
-        throw InvalidFiringParameters("invalid KESP firing parameters");
+        return "invalid KESP firing parameters";
     }
     if (firing.max_hazard > greatest_max_hazard) {
-        throw InvalidFiringParameters("KESP maximum hazard exceeds what the nanosecond time grid "
-                                      "can sample without biasing the rate");
+        return "KESP maximum hazard exceeds what the nanosecond time grid can sample without "
+               "biasing the rate";
     }
     if (firing.baseline_rate * firing.gain > firing.max_hazard) {
-        throw InvalidFiringParameters("KESP baseline exceeds maximum hazard");
+        return "KESP baseline exceeds maximum hazard";
     }
+    return nullptr;
+}
+
+/// lambda from a state decayed to the instant in question, outside an absolute refractory window.
+double hazardOfState(const DecayedState& decayed, const PreparedFiring& firing, double m) {
+    const FiringParameters& parameters = firing.parameters();
+    const double drive =
+        ((decayed.potential - parameters.adaptation_coupling * decayed.adaptation) + m)
+        - parameters.threshold;
+    return firing.hazardOf(drive);
+}
+
+} // namespace
+
+PreparedFiring::PreparedFiring(const FiringParameters& firing)
+    : parameters_(firing),
+      base_(firing.baseline_rate * firing.gain),
+      greatest_exponent_(portableLog(firing.max_hazard / base_)),
+      fault_(faultOf(firing)),
+      deferrable_(fault_ == nullptr && !firing.silent && base_ >= 1e-30) {}
+
+void PreparedFiring::throwInvalid() const {
+    throw InvalidFiringParameters(fault_);
+}
+
+double PreparedFiring::hazardOf(double drive) const {
+    if (parameters_.baseline_rate == 0.0 || parameters_.gain == 0.0) {
+        return 0.0;
+    }
+    return portableExp(exponentOf(drive)) * base_;
+}
+
+void validateFiringParameters(const FiringParameters& firing) {
+    PreparedFiring(firing).requireValid();
 }
 
 double hazardRate(const NeuronState& state, const NeuronParameters& neuron,
-                  const FiringParameters& firing, ModelTime t, double m) {
-    validateFiringParameters(firing);
+                  const PreparedFiring& firing, ModelTime t, double m) {
+    firing.requireValid();
     if (!std::isfinite(m)) {
         throw InvalidFiringParameters("non-finite KESP hazard modulation");
     }
@@ -125,16 +186,13 @@ double hazardRate(const NeuronState& state, const NeuronParameters& neuron,
     if (neuron.absolute_refractory && isRefractory(state, t)) {
         return 0.0;
     }
-    const DecayedState decayed = decayedTo(t, state, neuron);
-    const double drive = ((decayed.potential - firing.adaptation_coupling * decayed.adaptation) + m)
-                         - firing.threshold;
-    return hazardOfDrive(drive, firing);
+    return hazardOfState(decayedTo(t, state, neuron), firing, m);
 }
 
 double hazardBound(const NeuronState& state, const NeuronParameters& neuron,
-                   const FiringParameters& firing, ModelTime from, ModelTime to,
+                   const PreparedFiring& firing, ModelTime from, ModelTime to,
                    double modulation_bound) {
-    validateFiringParameters(firing);
+    firing.requireValid();
     if (to < from) {
         throw NeuronCausalityViolation("KESP hazard interval runs backwards");
     }
@@ -145,29 +203,21 @@ double hazardBound(const NeuronState& state, const NeuronParameters& neuron,
     if (start > to) {
         return 0.0;
     }
-    const DecayedState at_start = decayedTo(start, state, neuron);
-    const double coupled_adaptation = firing.adaptation_coupling * at_start.adaptation;
-    double best = (at_start.potential - coupled_adaptation) + 0.0;
-    best = greater(best, driveAt(to, state, neuron, firing));
-    best =
-        withInteriorMaximum(best, at_start, coupled_adaptation, start, to, state, neuron, firing);
-
-    const double coupling = firing.adaptation_coupling + 1.0;
-    const double drive =
-        ((coupling + coupling) * neuron.flush_below + best) + modulation_bound - firing.threshold;
-    return hazardOfDrive(drive, firing);
+    const FiringParameters& parameters = firing.parameters();
+    const double best = greatestDrive(state, neuron, parameters, start, to);
+    return firing.hazardOf(hazardBoundDrive(best, neuron, parameters, modulation_bound));
 }
 
 ModelTime candidateStart(const NeuronState& state, const NeuronParameters& neuron, ModelTime now) {
     return neuron.absolute_refractory ? std::max(state.refractory_until, now) : now;
 }
 
+double waitOfDraw(double u, double bound) {
+    return -portableLog(u == 0.0 ? std::numeric_limits<double>::min() : u) / bound;
+}
+
 double drawWait(double bound, Runtime::RandomStream stream) {
-    double u = Runtime::uniform(stream);
-    if (u == 0.0) {
-        u = std::numeric_limits<double>::min();
-    }
-    return -portableLog(u) / bound;
+    return waitOfDraw(Runtime::uniform(stream), bound);
 }
 
 double drawWait(double bound, Runtime::RandomContext& random, std::uint64_t stream_index) {
@@ -185,15 +235,12 @@ bool cancelCandidate(NeuronState& state, EventQueue& queue) {
 }
 
 CandidateSchedule scheduleNextCandidate(NeuronState& state, const NeuronParameters& neuron,
-                                        const FiringParameters& firing, NodeId node, ModelTime now,
+                                        const PreparedFiring& firing, NodeId node, ModelTime now,
                                         ModelTime horizon, double modulation_bound,
                                         EventQueue& queue, Runtime::RandomStream stream) {
-    constexpr double nanoseconds_in_a_second = 1'000'000'000.0;
-    constexpr double greatest_wait_ns = 9e18; // somewhat below the greatest model time
-
     cancelCandidate(state, queue);
     state.candidate_bound = 0.0;
-    if (firing.silent) {
+    if (firing.parameters().silent) {
         return {.status = CandidateStatus::Silent, .time = now};
     }
     const ModelTime start = candidateStart(state, neuron, now);
@@ -205,43 +252,37 @@ CandidateSchedule scheduleNextCandidate(NeuronState& state, const NeuronParamete
         return {.status = CandidateStatus::ZeroHazard, .time = horizon};
     }
     state.candidate_bound = bound;
-    const CandidateSchedule beyond_horizon{
-        .status = CandidateStatus::BeyondHorizon, .time = horizon, .bound = bound};
-    const double wait_ns = drawWait(bound, stream) * nanoseconds_in_a_second;
-    if (!std::isfinite(wait_ns) || wait_ns >= greatest_wait_ns) {
-        state.candidate_bound = 0.0;
-        return beyond_horizon;
-    }
-    const ModelTime time = addChecked(start, waitOnGrid(wait_ns));
-    if (time >= horizon) {
-        state.candidate_bound = 0.0;
-        return beyond_horizon;
-    }
-    state.candidate_event = queue.schedule({.time = time,
-                                            .kind = EventKind::SpikeCandidate,
-                                            .source = node,
-                                            .target = node,
-                                            .value = bound});
-    return {.sequence = state.candidate_event,
-            .status = CandidateStatus::Scheduled,
-            .time = time,
-            .bound = bound};
+    const double wait = drawWait(bound, stream);
+    return placeCandidate(state, node, start, wait, horizon,
+                          [&queue](const Event& event) { return queue.schedule(event); });
 }
 
 CandidateSchedule scheduleNextCandidate(NeuronState& state, const NeuronParameters& neuron,
-                                        const FiringParameters& firing, NodeId node, ModelTime now,
+                                        const PreparedFiring& firing, NodeId node, ModelTime now,
                                         ModelTime horizon, double modulation_bound,
                                         EventQueue& queue, Runtime::RandomContext& random) {
     return scheduleNextCandidate(state, neuron, firing, node, now, horizon, modulation_bound, queue,
                                  random.stream(spontaneous_stream, state.stream_index));
 }
 
-CandidateOutcome resolveCandidate(NeuronState& state, const NeuronParameters& neuron,
-                                  const FiringParameters& firing, NodeId node,
-                                  const Event& candidate, ModelTime horizon,
-                                  double modulation_bound, EventQueue& queue,
-                                  Runtime::RandomStream stream,
-                                  const HazardModulation& modulation) {
+CandidateSchedule scheduleDrawnCandidate(NeuronState& state, const NeuronParameters& neuron,
+                                         const PreparedFiring& firing, NodeId node, double u,
+                                         std::uint64_t reserved_sequence, ModelTime horizon,
+                                         double modulation_bound, EventQueue& queue) {
+    const ModelTime start = candidateStart(state, neuron, state.last_update);
+    state.candidate_bound = hazardBound(state, neuron, firing, start, horizon, modulation_bound);
+    const double wait = waitOfDraw(u, state.candidate_bound);
+    return placeCandidate(state, node, start, wait, horizon, [&](Event event) {
+        event.sequence = reserved_sequence;
+        queue.scheduleReserved(event);
+        return reserved_sequence;
+    });
+}
+
+CandidateOutcome judgeCandidate(NeuronState& state, const NeuronParameters& neuron,
+                                const PreparedFiring& firing, NodeId node, const Event& candidate,
+                                EventQueue& queue, Runtime::RandomStream stream,
+                                const HazardModulation& modulation) {
     constexpr double bound_tolerance = 1.000000000001;
 
     if (candidate.kind != EventKind::SpikeCandidate || candidate.target != node
@@ -250,7 +291,7 @@ CandidateOutcome resolveCandidate(NeuronState& state, const NeuronParameters& ne
     }
     state.candidate_event = none;
     const double bound = candidate.value;
-    const double m = modulation ? modulation(candidate.time, neuron, firing) : 0.0;
+    const double m = modulation ? modulation(candidate.time, neuron, firing.parameters()) : 0.0;
     const double rate = hazardRate(state, neuron, firing, candidate.time, m);
     if (rate > bound * bound_tolerance) {
         throw HazardBoundViolation("KESP hazard upper bound underestimated lambda");
@@ -261,15 +302,24 @@ CandidateOutcome resolveCandidate(NeuronState& state, const NeuronParameters& ne
     if (fired) {
         fireNeuron(state, neuron, candidate.time, node, queue);
     }
-    const CandidateSchedule next = scheduleNextCandidate(
-        state, neuron, firing, node, candidate.time, horizon, modulation_bound, queue, stream);
-    return {.fired = fired, .rate = rate, .bound = bound, .next = next};
+    return {.fired = fired, .rate = rate, .bound = bound};
 }
 
 CandidateOutcome resolveCandidate(NeuronState& state, const NeuronParameters& neuron,
-                                  const FiringParameters& firing, NodeId node,
-                                  const Event& candidate, ModelTime horizon,
-                                  double modulation_bound, EventQueue& queue,
+                                  const PreparedFiring& firing, NodeId node, const Event& candidate,
+                                  ModelTime horizon, double modulation_bound, EventQueue& queue,
+                                  Runtime::RandomStream stream,
+                                  const HazardModulation& modulation) {
+    CandidateOutcome outcome =
+        judgeCandidate(state, neuron, firing, node, candidate, queue, stream, modulation);
+    outcome.next = scheduleNextCandidate(state, neuron, firing, node, candidate.time, horizon,
+                                         modulation_bound, queue, stream);
+    return outcome;
+}
+
+CandidateOutcome resolveCandidate(NeuronState& state, const NeuronParameters& neuron,
+                                  const PreparedFiring& firing, NodeId node, const Event& candidate,
+                                  ModelTime horizon, double modulation_bound, EventQueue& queue,
                                   Runtime::RandomContext& random,
                                   const HazardModulation& modulation) {
     return resolveCandidate(state, neuron, firing, node, candidate, horizon, modulation_bound,

@@ -100,12 +100,62 @@ struct CandidateOutcome {
 /// "KESP baseline exceeds maximum hazard".
 void validateFiringParameters(const FiringParameters& firing);
 
+/// Firing parameters, examined once, with what follows from them alone: for those who evaluate a
+/// hazard again and again. Converts from FiringParameters, so every operation below takes those
+/// too.
+class PreparedFiring {
+  public:
+    // NOLINTNEXTLINE(google-explicit-constructor): a set of firing parameters is its preparation,
+    // only slower
+    PreparedFiring(const FiringParameters& firing = {});
+
+    [[nodiscard]] const FiringParameters& parameters() const { return parameters_; }
+
+    /// Throws as validateFiringParameters. Preparing does not: parameters that are never used are
+    /// never refused.
+    void requireValid() const {
+        if (fault_ != nullptr) {
+            throwInvalid();
+        }
+    }
+
+    /// The hazard in Hz of a drive above threshold,
+    /// exp(min(drive sensitivity, log(max_hazard / base))) base, or 0 when the baseline rate or the
+    /// gain is 0.
+    [[nodiscard]] double hazardOf(double drive) const;
+
+    /// The exponent of hazardOf.
+    [[nodiscard]] double exponentOf(double drive) const {
+        const double exponent = drive * parameters_.sensitivity;
+        return exponent < greatest_exponent_ ? exponent : greatest_exponent_;
+    }
+
+    /// base = baseline_rate gain, in Hz.
+    [[nodiscard]] double base() const { return base_; }
+
+    /// Whether a neuron with these parameters may have its candidates deferred: valid, not silent,
+    /// not at a rate so low that a hazard could underflow to 0.
+    [[nodiscard]] bool isDeferrable() const { return deferrable_; }
+
+  private:
+    [[noreturn]] void throwInvalid() const;
+
+    FiringParameters parameters_;
+    /// base = baseline_rate gain, in Hz.
+    double base_;
+    /// log(max_hazard / base): the cap acts inside the exponent.
+    double greatest_exponent_;
+    /// What is wrong with the parameters, or null.
+    const char* fault_;
+    bool deferrable_;
+};
+
 /// lambda(t) in Hz for the modulation value m; 0 inside an absolute refractory window.
 ///
 /// Throws as validateFiringParameters; InvalidFiringParameters "non-finite KESP hazard modulation";
 /// then NeuronCausalityViolation "KESP neuron advanced into the past" when t < last_update.
 [[nodiscard]] double hazardRate(const NeuronState& state, const NeuronParameters& neuron,
-                                const FiringParameters& firing, ModelTime t, double m);
+                                const PreparedFiring& firing, ModelTime t, double m);
 
 /// An upper bound, in Hz, of lambda over [from, to], given that no event intervenes and that m <=
 /// modulation_bound.
@@ -118,8 +168,19 @@ void validateFiringParameters(const FiringParameters& firing);
 /// Throws as validateFiringParameters; NeuronCausalityViolation "KESP hazard interval runs
 /// backwards" when to < from; InvalidFiringParameters "non-finite KESP modulation bound".
 [[nodiscard]] double hazardBound(const NeuronState& state, const NeuronParameters& neuron,
-                                 const FiringParameters& firing, ModelTime from, ModelTime to,
+                                 const PreparedFiring& firing, ModelTime from, ModelTime to,
                                  double modulation_bound);
+
+/// The drive above threshold from which hazardBound takes the bound when the greatest drive in the
+/// interval is `greatest_drive`: a margin that covers flushing, 2 (adaptation_coupling + 1)
+/// flush_below, and the modulation added.
+[[nodiscard]] inline double hazardBoundDrive(double greatest_drive, const NeuronParameters& neuron,
+                                             const FiringParameters& firing,
+                                             double modulation_bound) {
+    const double coupling = firing.adaptation_coupling + 1.0;
+    return ((coupling + coupling) * neuron.flush_below + greatest_drive) + modulation_bound
+           - firing.threshold;
+}
 
 /// The earliest time from which a candidate may be drawn: `now`, or the end of the absolute
 /// refractory window.
@@ -130,6 +191,9 @@ void validateFiringParameters(const FiringParameters& firing);
 /// stream's next uniform number u, where a u of 0 counts as the smallest normal double. Throws as
 /// Runtime::nextU64.
 double drawWait(double bound, Runtime::RandomStream stream);
+
+/// The waiting time that drawWait makes of the uniform number u.
+[[nodiscard]] double waitOfDraw(double u, double bound);
 
 /// The same, from the stream of the neuron with this stream index.
 double drawWait(double bound, Runtime::RandomContext& random, std::uint64_t stream_index);
@@ -148,36 +212,48 @@ bool cancelCandidate(NeuronState& state, EventQueue& queue);
 /// the draw or what follows it throws, candidate_bound is left at the bound although no candidate
 /// is pending.
 CandidateSchedule scheduleNextCandidate(NeuronState& state, const NeuronParameters& neuron,
-                                        const FiringParameters& firing, NodeId node, ModelTime now,
+                                        const PreparedFiring& firing, NodeId node, ModelTime now,
                                         ModelTime horizon, double modulation_bound,
                                         EventQueue& queue, Runtime::RandomStream stream);
 
 /// The same, with the stream looked up in the context.
 CandidateSchedule scheduleNextCandidate(NeuronState& state, const NeuronParameters& neuron,
-                                        const FiringParameters& firing, NodeId node, ModelTime now,
+                                        const PreparedFiring& firing, NodeId node, ModelTime now,
                                         ModelTime horizon, double modulation_bound,
                                         EventQueue& queue, Runtime::RandomContext& random);
 
+/// What is left of scheduleNextCandidate at the time state.last_update when its uniform number u
+/// has been drawn before and a sequence number reserved for the candidate. The neuron must not have
+/// a pending candidate, nor changed since the draw, and its hazard bound must not be 0. Throws as
+/// EventQueue::scheduleReserved and scheduleNextCandidate.
+CandidateSchedule scheduleDrawnCandidate(NeuronState& state, const NeuronParameters& neuron,
+                                         const PreparedFiring& firing, NodeId node, double u,
+                                         std::uint64_t reserved_sequence, ModelTime horizon,
+                                         double modulation_bound, EventQueue& queue);
+
 /// Accepts or rejects the neuron's pending candidate, which came due as `candidate`: it fires
-/// (fireNeuron) when lambda / B exceeds the stream's next uniform number. Then draws the next
-/// candidate. The spike is not routed.
+/// (fireNeuron) when lambda / B exceeds the stream's next uniform number. The spike is not routed,
+/// and no further candidate is drawn: the outcome's `next` is empty.
 ///
 /// Throws NeuronRoutingViolation "stale or misrouted KESP spike candidate", nothing changed, when
 /// the event is not this neuron's pending candidate. After that the pending candidate is forgotten,
 /// also when it throws as hazardRate; HazardBoundViolation "KESP hazard upper bound underestimated
-/// lambda" when lambda exceeds B by more than 1e-12 of it; or as advanceNeuron, fireNeuron and
-/// scheduleNextCandidate.
+/// lambda" when lambda exceeds B by more than 1e-12 of it; or as advanceNeuron and fireNeuron.
+CandidateOutcome judgeCandidate(NeuronState& state, const NeuronParameters& neuron,
+                                const PreparedFiring& firing, NodeId node, const Event& candidate,
+                                EventQueue& queue, Runtime::RandomStream stream,
+                                const HazardModulation& modulation);
+
+/// judgeCandidate, and then scheduleNextCandidate from the candidate's time on. Throws as they do.
 CandidateOutcome resolveCandidate(NeuronState& state, const NeuronParameters& neuron,
-                                  const FiringParameters& firing, NodeId node,
-                                  const Event& candidate, ModelTime horizon,
-                                  double modulation_bound, EventQueue& queue,
+                                  const PreparedFiring& firing, NodeId node, const Event& candidate,
+                                  ModelTime horizon, double modulation_bound, EventQueue& queue,
                                   Runtime::RandomStream stream, const HazardModulation& modulation);
 
 /// The same, with the stream looked up in the context.
 CandidateOutcome resolveCandidate(NeuronState& state, const NeuronParameters& neuron,
-                                  const FiringParameters& firing, NodeId node,
-                                  const Event& candidate, ModelTime horizon,
-                                  double modulation_bound, EventQueue& queue,
+                                  const PreparedFiring& firing, NodeId node, const Event& candidate,
+                                  ModelTime horizon, double modulation_bound, EventQueue& queue,
                                   Runtime::RandomContext& random,
                                   const HazardModulation& modulation);
 

@@ -35,7 +35,7 @@ struct NeuronParameters {
 };
 
 /// The state of one neuron. V(t) and A(t) always mean this state decayed from last_update to t.
-struct NeuronState {
+struct alignas(64) NeuronState {
     /// V at last_update.
     double potential = 0.0;
     /// A at last_update.

@@ -3,9 +3,24 @@
 #include "core/kesp/errors.hpp"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <optional>
 
 namespace Velmora::Core::Kesp {
+
+namespace {
+
+bool haveSameBits(const FiringParameters& a, const FiringParameters& b) {
+    const auto bitsOf = [](const FiringParameters& firing) {
+        return std::bit_cast<std::array<std::uint64_t, 6>>(
+            std::array{firing.baseline_rate, firing.sensitivity, firing.threshold,
+                       firing.adaptation_coupling, firing.gain, firing.max_hazard});
+    };
+    return bitsOf(a) == bitsOf(b) && a.silent == b.silent;
+}
+
+} // namespace
 
 Simulation::Simulation(SimulationSetup setup, ModelTime horizon)
     : setup_(std::move(setup)),
@@ -15,11 +30,12 @@ Simulation::Simulation(SimulationSetup setup, ModelTime horizon)
         throw InvalidFiringParameters("KESP simulation needs firing parameters for every node");
     }
     neurons_.resize(node_count);
-    streams_.reserve(node_count);
+    companions_.resize(node_count);
     for (NodeId node = 0; node < node_count; ++node) {
         neurons_[node].stream_index = node;
-        streams_.push_back(setup_.random.stream(spontaneous_stream, node));
+        streams_.push_back(setup_.random.stream(spontaneous_stream, node).record);
     }
+    prepareFiring();
     drawAllCandidates(0);
 }
 
@@ -35,7 +51,8 @@ void Simulation::perturb(Perturbation perturbation) {
 }
 
 void Simulation::runUntil(ModelTime until) {
-    while (const std::optional<Event> event = queue_.popBefore(until)) {
+    while (const std::optional<Event> event = queue_.popBefore(
+               until, [this](const Event& approaching) { fetchAhead(approaching); })) {
         dispatch(*event);
     }
     now_ = std::max(now_, until);
@@ -58,28 +75,62 @@ void Simulation::extend(ModelTime horizon) {
     drawAllCandidates(reached);
 }
 
-void Simulation::drawCandidate(NodeId node, ModelTime now) {
-    scheduleNextCandidate(neurons_[node], setup_.neuron, setup_.firing[node], node, now, horizon_,
-                          setup_.modulation_bound, queue_, streams_[node]);
+/// Prepares each set of firing parameters once, as far as neighbours share them.
+void Simulation::prepareFiring() {
+    for (NodeId node = 0; node < setup_.firing.size(); ++node) {
+        const FiringParameters& parameters = setup_.firing[node];
+        if (node == 0 || !haveSameBits(parameters, setup_.firing[node - 1])) {
+            firing_.emplace_back(parameters);
+        }
+        companions_[node].firing = firing_.size() - 1;
+    }
+}
+
+/// Asks for the memory of the neuron on which an event will act soon: in a large network it is not
+/// in the cache.
+void Simulation::fetchAhead(const Event& event) const {
+    if (event.target < neurons_.size()) {
+        __builtin_prefetch(&neurons_[event.target], 1);
+        __builtin_prefetch(&companions_[event.target], 1);
+        __builtin_prefetch(streams_[event.target], 1);
+    }
+}
+
+CandidateScheduler Simulation::candidatesOf(NodeId node) {
+    return CandidateScheduler({.state = neurons_[node],
+                               .deferred = companions_[node].deferred,
+                               .neuron = setup_.neuron,
+                               .firing = firingOf(node),
+                               .node = node,
+                               .horizon = horizon_,
+                               .modulation_bound = setup_.modulation_bound,
+                               .queue = queue_,
+                               .stream = streamOf(node)});
 }
 
 void Simulation::drawAllCandidates(ModelTime now) {
     for (NodeId node = 0; node < neurons_.size(); ++node) {
-        drawCandidate(node, now);
+        candidatesOf(node).draw(now);
     }
 }
 
 void Simulation::dispatch(const Event& event) {
+    if (event.kind == EventKind::SpikeCandidate
+        && event.sequence == companions_[event.target].deferred.wake_event) {
+        candidatesOf(event.target).wake(event.time);
+        return;
+    }
     ++event_count_;
     switch (event.kind) {
     case EventKind::SynapticDelivery:
         applyNeuronEvent(neurons_[event.target], setup_.neuron, event);
-        drawCandidate(event.target, event.time);
+        candidatesOf(event.target).draw(event.time);
         break;
     case EventKind::SpikeCandidate:
         resolve(event);
         break;
     case EventKind::RefractoryEnd:
+        candidatesOf(event.target).settle();
         applyNeuronEvent(neurons_[event.target], setup_.neuron, event);
         break;
     case EventKind::Perturbation:
@@ -93,9 +144,10 @@ void Simulation::resolve(const Event& candidate) {
     if (candidate.sequence != neurons_[node].candidate_event) {
         return; // superseded
     }
-    const CandidateOutcome outcome = resolveCandidate(
-        neurons_[node], setup_.neuron, setup_.firing[node], node, candidate, horizon_,
-        setup_.modulation_bound, queue_, streams_[node], setup_.modulation);
+    const CandidateOutcome outcome =
+        judgeCandidate(neurons_[node], setup_.neuron, firingOf(node), node, candidate, queue_,
+                       streamOf(node), setup_.modulation);
+    candidatesOf(node).draw(candidate.time);
     if (!outcome.fired) {
         return;
     }
@@ -121,7 +173,7 @@ void Simulation::applyPerturbation(const Event& event) {
     // number. A synapse's event names node 0, whose candidate is drawn anew like that of a
     // perturbed neuron.
     if (perturbation.type != PerturbationType::PhaseShift) {
-        drawCandidate(event.target, event.time);
+        candidatesOf(event.target).draw(event.time);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/kesp/candidate_scheduler.hpp"
 #include "core/kesp/event_queue.hpp"
 #include "core/kesp/firing.hpp"
 #include "core/kesp/intervention.hpp"
@@ -116,7 +117,23 @@ class Simulation {
         Perturbation perturbation;
     };
 
-    void drawCandidate(NodeId node, ModelTime now);
+    /// What the loop keeps of a neuron beside its state; one cache line.
+    struct alignas(64) Companion {
+        DeferredCandidate deferred;
+        /// Index into firing_.
+        std::size_t firing = 0;
+    };
+
+    [[nodiscard]] const PreparedFiring& firingOf(NodeId node) const {
+        return firing_[companions_[node].firing];
+    }
+    [[nodiscard]] Runtime::RandomStream streamOf(NodeId node) const {
+        return {.record = streams_[node], .name = spontaneous_stream};
+    }
+
+    void prepareFiring();
+    void fetchAhead(const Event& event) const;
+    [[nodiscard]] CandidateScheduler candidatesOf(NodeId node);
     void drawAllCandidates(ModelTime now);
     void dispatch(const Event& event);
     void resolve(const Event& candidate);
@@ -126,7 +143,11 @@ class Simulation {
     ModelTime horizon_;
     ModelTime now_ = before_any_event;
     std::vector<NeuronState> neurons_;
-    std::vector<Runtime::RandomStream> streams_;
+    /// The distinct firing parameters, prepared.
+    std::vector<PreparedFiring> firing_;
+    /// What else belongs to each neuron.
+    std::vector<Companion> companions_;
+    std::vector<Runtime::StreamRecord*> streams_;
     EventQueue queue_;
     std::vector<ScheduledPerturbation> perturbations_;
     std::vector<TraceRecord> trace_;

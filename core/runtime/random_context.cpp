@@ -32,13 +32,21 @@ RandomContext::RandomContext(std::uint64_t root_seed) : root_seed_(root_seed) {}
 RandomStream RandomContext::stream(std::string_view name, std::uint64_t index) {
     auto found = streams_.find(StreamKeyView(name, index));
     if (found == streams_.end()) {
-        found = streams_
-                    .emplace(StreamKey{.name = std::string(name), .index = index},
-                             StreamRecord{.state = streamSeed(root_seed_, name, index),
-                                          .mode = initial_mode_})
-                    .first;
+        StreamRecord& record =
+            newRecord({.state = streamSeed(root_seed_, name, index), .mode = initial_mode_});
+        found =
+            streams_.emplace(StreamKey{.name = std::string(name), .index = index}, &record).first;
     }
-    return {.record = &found->second, .name = found->first.name};
+    return {.record = found->second, .name = found->first.name};
+}
+
+StreamRecord& RandomContext::newRecord(StreamRecord record) {
+    constexpr std::size_t smallest_block = 16;
+    if (blocks_.empty() || blocks_.back().size() == blocks_.back().capacity()) {
+        const std::size_t size = blocks_.empty() ? smallest_block : 2 * blocks_.back().capacity();
+        blocks_.emplace_back().reserve(size);
+    }
+    return blocks_.back().emplace_back(std::move(record));
 }
 
 double RandomContext::uniform(std::string_view name, std::uint64_t index) {
@@ -64,7 +72,7 @@ std::vector<StreamLog> RandomContext::recorded() const {
     std::vector<StreamLog> logs;
     logs.reserve(streams_.size());
     for (const auto& [key, record] : streams_) {
-        logs.push_back({.name = key.name, .index = key.index, .values = record.log});
+        logs.push_back({.name = key.name, .index = key.index, .values = record->log});
     }
     std::sort(logs.begin(), logs.end(), [](const StreamLog& a, const StreamLog& b) {
         return std::tie(a.name, a.index) < std::tie(b.name, b.index);
@@ -81,10 +89,12 @@ void RandomContext::replay(std::vector<StreamLog> logs) {
 
 void RandomContext::setModeOfAll(StreamMode mode) {
     initial_mode_ = mode;
-    for (auto& [key, record] : streams_) {
-        record.mode = mode;
-        record.log.clear();
-        record.cursor = 0;
+    for (std::vector<StreamRecord>& block : blocks_) {
+        for (StreamRecord& record : block) {
+            record.mode = mode;
+            record.log.clear();
+            record.cursor = 0;
+        }
     }
 }
 

@@ -158,8 +158,13 @@ class RandomContext {
     std::uint64_t root_seed_;
     /// The mode in which new streams start.
     StreamMode initial_mode_ = StreamMode::Live;
-    /// A node-based table: its entries keep their address.
-    std::unordered_map<StreamKey, StreamRecord, StreamKeyHash, StreamKeyEqual> streams_;
+    StreamRecord& newRecord(StreamRecord record);
+
+    /// The records in the order in which they were created, in blocks that never grow beyond their
+    /// first capacity: a record keeps its address, and the streams of neighbouring neurons lie
+    /// together.
+    std::vector<std::vector<StreamRecord>> blocks_;
+    std::unordered_map<StreamKey, StreamRecord*, StreamKeyHash, StreamKeyEqual> streams_;
 };
 
 } // namespace Velmora::Core::Runtime

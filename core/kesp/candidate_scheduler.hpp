@@ -1,0 +1,90 @@
+#pragma once
+
+#include "core/kesp/event_queue.hpp"
+#include "core/kesp/firing.hpp"
+#include "core/kesp/model_time.hpp"
+#include "core/kesp/neuron.hpp"
+#include "core/runtime/random_context.hpp"
+
+#include <cstdint>
+#include <optional>
+
+/// Spike candidates whose time is worked out only when it matters.
+///
+/// In a network most candidates are withdrawn: every delivery to a neuron replaces its candidate,
+/// and deliveries are far more frequent than candidates that come due. So the draw is made at once,
+/// which fixes the candidate for good, while its bound and its time (several exponentials and a
+/// logarithm) wait. Until then a time is known, at the cost of a few products, before which the
+/// candidate certainly does not fall; a wake-up event there works it out, if no other input came
+/// before. The draws, their order and the candidates that come due are those of
+/// scheduleNextCandidate, to the bit.
+namespace Velmora::Core::Kesp {
+
+/// One neuron's deferred candidate, and the event that wakes the neuron in time for it.
+struct DeferredCandidate {
+    /// The sequence number reserved for the candidate event; `none` when nothing is deferred.
+    std::uint64_t sequence = none;
+    /// The uniform number drawn.
+    double u = 0.0;
+    /// The candidate falls after this time.
+    ModelTime not_before = 0;
+    /// The neuron's pending wake-up event, or `none`: a SpikeCandidate event that is not the
+    /// neuron's candidate_event. It may serve a later draw than the one for which it was scheduled.
+    std::uint64_t wake_event = none;
+    ModelTime wake_time = 0;
+};
+
+/// A rate, in Hz, that the neuron's hazard bound from `now` on does not exceed, if its next
+/// candidate can be deferred: if scheduleNextCandidate, beyond what it tests first, would neither
+/// throw nor end without a draw.
+///
+/// That needs a state advanced to `now` with an adaptation not below 0, and moderate exponents;
+/// nothing is returned otherwise.
+[[nodiscard]] std::optional<double> deferrableRate(const NeuronState& state,
+                                                   const NeuronParameters& neuron,
+                                                   const PreparedFiring& firing, ModelTime now,
+                                                   double modulation_bound);
+
+/// At most the waiting time, in ns, that waitOfDraw makes of u for a bound that is at most `rate`
+/// (Hz).
+[[nodiscard]] double leastWait(double u, double rate);
+
+/// The candidates of one neuron, for the duration of one event: everything is borrowed.
+///
+/// While a candidate is deferred, the neuron's candidate_event is `none`.
+class CandidateScheduler {
+  public:
+    /// Where the neuron lives and what governs it.
+    struct Context {
+        NeuronState& state;
+        DeferredCandidate& deferred;
+        const NeuronParameters& neuron;
+        const PreparedFiring& firing;
+        NodeId node;
+        ModelTime horizon;
+        double modulation_bound;
+        EventQueue& queue;
+        Runtime::RandomStream stream;
+    };
+
+    explicit CandidateScheduler(const Context& context) : context_(context) {}
+
+    /// Withdraws the pending candidate, deferred or not, and draws the next one in [now, horizon).
+    /// Throws as scheduleNextCandidate.
+    void draw(ModelTime now);
+
+    /// Works the deferred candidate out, if there is one. To be called before the neuron is
+    /// advanced without a draw to follow. Throws as scheduleDrawnCandidate.
+    void settle();
+
+    /// To be called when the wake-up event comes due. Throws as settle.
+    void wake(ModelTime now);
+
+  private:
+    bool defer(ModelTime now);
+    void scheduleWake();
+
+    Context context_;
+};
+
+} // namespace Velmora::Core::Kesp
