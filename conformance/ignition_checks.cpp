@@ -59,6 +59,7 @@ void runIgnitionChecks() {
     checkClassification();
 
     std::vector<double> means;
+    means.reserve(stimulus_strengths.size());
     for (const double strength : stimulus_strengths) {
         means.push_back(meanIgnition(strength));
     }

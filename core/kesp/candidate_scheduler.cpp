@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -29,7 +30,7 @@ double expCeiling(double x) {
 double negativeLogFloor(double u) {
     constexpr double ln2 = 0.6931471805599453;
     constexpr double greatest_excess = 0.08607134;
-    const double bits = static_cast<double>(std::bit_cast<std::int64_t>(u));
+    const auto bits = static_cast<double>(std::bit_cast<std::int64_t>(u));
     const double log2_ceiling = bits / two_to_52 - 1023.0 + greatest_excess;
     return std::max(1.0 - u, -log2_ceiling * ln2) * (1.0 - slack);
 }
@@ -40,7 +41,8 @@ std::optional<double> deferrableRate(const NeuronState& state, const NeuronParam
                                      const PreparedFiring& firing, ModelTime now,
                                      double modulation_bound) {
     const FiringParameters& parameters = firing.parameters();
-    if (!firing.isDeferrable() || state.last_update != now || !(state.adaptation >= 0.0)) {
+    if (!firing.isDeferrable() || state.last_update != now || !(state.adaptation >= 0.0)
+        || !(neuron.flush_below >= 0.0) || !std::isfinite(modulation_bound)) {
         return std::nullopt;
     }
     // V and A only shrink, and the adaptation only inhibits, so no drive from now on lies outside
@@ -48,8 +50,9 @@ std::optional<double> deferrableRate(const NeuronState& state, const NeuronParam
     const double least_drive =
         std::min(state.potential, 0.0) - parameters.adaptation_coupling * state.adaptation;
     const double greatest_drive = std::max(state.potential, 0.0);
-    const double offset = modulation_bound - parameters.threshold;
-    const bool bound_stays_normal = (least_drive + offset) * parameters.sensitivity > -600.0;
+    const bool bound_stays_normal =
+        hazardBoundDrive(least_drive, neuron, parameters, modulation_bound) * parameters.sensitivity
+        > -600.0;
     if (!bound_stays_normal || !(greatest_drive <= std::numeric_limits<double>::max())) {
         return std::nullopt;
     }
@@ -65,6 +68,7 @@ double leastWait(double u, double rate) {
 
 void CandidateScheduler::draw(ModelTime now) {
     cancelCandidate(context_.state, context_.queue);
+    context_.state.candidate_bound = 0.0;
     context_.deferred.sequence = none;
     if (!defer(now)) {
         scheduleNextCandidate(context_.state, context_.neuron, context_.firing, context_.node, now,
@@ -86,7 +90,7 @@ bool CandidateScheduler::defer(ModelTime now) {
     }
     const double u = Runtime::uniform(context_.stream);
     const double least = leastWait(u, *rate);
-    if (least >= static_cast<double>(context_.horizon - start) + 1.0) {
+    if (least >= static_cast<double>(context_.horizon - start)) {
         return true;
     }
     DeferredCandidate& deferred = context_.deferred;

@@ -31,6 +31,7 @@ struct DeferredCandidate {
     /// The neuron's pending wake-up event, or `none`: a SpikeCandidate event that is not the
     /// neuron's candidate_event. It may serve a later draw than the one for which it was scheduled.
     std::uint64_t wake_event = none;
+    /// The time of wake_event, while there is one.
     ModelTime wake_time = 0;
 };
 
@@ -38,8 +39,8 @@ struct DeferredCandidate {
 /// candidate can be deferred: if scheduleNextCandidate, beyond what it tests first, would neither
 /// throw nor end without a draw.
 ///
-/// That needs a state advanced to `now` with an adaptation not below 0, and moderate exponents;
-/// nothing is returned otherwise.
+/// That needs a state advanced to `now` with an adaptation not below 0, a flush_below not below 0,
+/// a finite modulation bound and moderate exponents; nothing is returned otherwise.
 [[nodiscard]] std::optional<double> deferrableRate(const NeuronState& state,
                                                    const NeuronParameters& neuron,
                                                    const PreparedFiring& firing, ModelTime now,
@@ -51,22 +52,32 @@ struct DeferredCandidate {
 
 /// The candidates of one neuron, for the duration of one event: everything is borrowed.
 ///
-/// While a candidate is deferred, the neuron's candidate_event is `none`.
+/// While a candidate is deferred, the neuron's candidate_event is `none` and its candidate_bound 0.
 class CandidateScheduler {
   public:
     /// Where the neuron lives and what governs it.
     struct Context {
+        /// Changed by every operation.
         NeuronState& state;
+        /// What the neuron has deferred; belongs to it like its state.
         DeferredCandidate& deferred;
+        /// As the neuron is advanced with.
         const NeuronParameters& neuron;
+        /// The neuron's hazard.
         const PreparedFiring& firing;
+        /// Names the neuron in its events.
         NodeId node;
+        /// No candidate lies at or after it.
         ModelTime horizon;
+        /// An upper bound of the modulation up to the horizon.
         double modulation_bound;
+        /// Takes candidates and wake-ups.
         EventQueue& queue;
+        /// The stream that the neuron draws from.
         Runtime::RandomStream stream;
     };
 
+    /// Everything that the context names must outlive the scheduler.
     explicit CandidateScheduler(const Context& context) : context_(context) {}
 
     /// Withdraws the pending candidate, deferred or not, and draws the next one in [now, horizon).

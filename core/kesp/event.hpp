@@ -24,27 +24,27 @@ enum class EventKind : std::uint8_t {
     Perturbation = 4,
 };
 
-/// One future happening.
+/// One future happening. What its fields hold depends on the kind; a field that is not used is 0.
 ///
-/// | kind             | source, target                          | edge          | value           |
-/// tag             |
-/// |------------------|-----------------------------------------|---------------|-----------------|-----------------|
-/// | SynapticDelivery | presynaptic node, postsynaptic node     | the synapse   | signed weight   |
-/// 0               | | SpikeCandidate   | the node, twice                         | 0             |
-/// hazard bound/Hz | 0               | | RefractoryEnd    | the node, twice | 0             | 0.0
-/// | 0               | | Perturbation     | node or oscillator id, twice; 0 for a   | the synapse,
-/// | strength        | perturbation id | |                  | synapse | or 0          | | |
+/// - SynapticDelivery: `source` is the presynaptic, `target` the postsynaptic node, `edge` the
+///   synapse, `value` its signed weight.
+/// - SpikeCandidate: `source` and `target` are the node, `value` is the hazard bound in Hz.
+/// - RefractoryEnd: `source` and `target` are the node.
+/// - Perturbation: `source` and `target` are the perturbed node, or the id of an oscillator, or 0
+///   for a synapse, which is in `edge`; `value` is the strength, `tag` the perturbation's id.
 struct Event {
     /// When it happens.
     ModelTime time = 0;
     /// The number the queue issues when the event is scheduled; what the caller passes is
     /// overwritten.
     std::uint64_t sequence = 0;
+    /// Decides what the other fields hold.
     EventKind kind = EventKind::SynapticDelivery;
     /// The node that caused the event.
     NodeId source = 0;
     /// The node on which the event acts.
     NodeId target = 0;
+    /// The synapse concerned, or 0.
     EdgeId edge = 0;
     /// The event's quantity, by kind.
     double value = 0.0;
@@ -61,11 +61,14 @@ class IEventSink {
     virtual std::uint64_t schedule(const Event& event) = 0;
 
   protected:
+    /// Sinks are made, copied and moved as what they are, never as this interface.
+    /// @{
     IEventSink() = default;
     IEventSink(const IEventSink&) = default;
     IEventSink(IEventSink&&) = default;
     IEventSink& operator=(const IEventSink&) = default;
     IEventSink& operator=(IEventSink&&) = default;
+    /// @}
 };
 
 } // namespace Velmora::Core::Kesp

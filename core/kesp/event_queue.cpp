@@ -31,10 +31,21 @@ void EventQueue::sortCurrent() {
 }
 
 Event EventQueue::takeEarliest() {
-    const Event& event = buckets_[0][next_current_++];
+    const Event event = buckets_[0][next_current_++];
     --stored_;
     live_.erase(event.sequence);
+    // Where ever more is scheduled at now() itself, the bucket never runs empty.
+    if (next_current_ >= sweep_slack && 2 * next_current_ >= buckets_[0].size()) {
+        dropTaken();
+    }
     return event;
+}
+
+/// Forgets the events of bucket 0 that have been taken.
+void EventQueue::dropTaken() {
+    Bucket& current = buckets_[0];
+    current.erase(current.begin(), current.begin() + static_cast<std::ptrdiff_t>(next_current_));
+    next_current_ = 0;
 }
 
 /// Drops the stale events of a bucket and returns the earliest and the latest time of the others.
@@ -58,9 +69,7 @@ EventQueue::TimeRange EventQueue::dropStale(Bucket& bucket) {
 }
 
 void EventQueue::sweep() {
-    Bucket& current = buckets_[0];
-    current.erase(current.begin(), current.begin() + static_cast<std::ptrdiff_t>(next_current_));
-    next_current_ = 0;
+    dropTaken();
     for (Bucket& bucket : buckets_) {
         dropStale(bucket);
     }

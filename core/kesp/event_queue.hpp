@@ -3,6 +3,7 @@
 #include "core/kesp/event.hpp"
 #include "core/kesp/sequence_set.hpp"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <concepts>
@@ -90,7 +91,7 @@ class EventQueue final : public IEventSink {
     /// announced is not defined.
     template <std::invocable<const Event&> Approach>
     std::optional<Event> popBefore(ModelTime end, const Approach& approach) {
-        if (now_ >= end || !findEarliest(end - 1, approach)) {
+        if (end <= none_before_ || !findEarliest(end - 1, approach)) {
             return std::nullopt;
         }
         return takeEarliest();
@@ -110,6 +111,7 @@ class EventQueue final : public IEventSink {
 
     /// The number of live events.
     [[nodiscard]] std::size_t size() const { return live_.size(); }
+    /// Whether no live event is left.
     [[nodiscard]] bool empty() const { return live_.size() == 0; }
 
     /// The time of the event taken last; before_any_event until one has been taken. It never
@@ -123,7 +125,7 @@ class EventQueue final : public IEventSink {
         ModelTime latest;
     };
 
-    /// Stale events that are not worth a sweep.
+    /// Stale or taken events that are not worth a sweep.
     static constexpr std::size_t sweep_slack = 64;
     /// The events of a bucket this small are near enough to be announced.
     static constexpr std::size_t near_bucket = 32;
@@ -149,6 +151,7 @@ class EventQueue final : public IEventSink {
         buckets_[bucket].push_back(event);
         buckets_[bucket].back().sequence = sequence;
         occupied_ |= flagOf(bucket);
+        none_before_ = std::min(none_before_, event.time);
         ++stored_;
         live_.insert(sequence);
     }
@@ -159,6 +162,7 @@ class EventQueue final : public IEventSink {
     void distribute(Bucket& bucket, const Approach& approach);
     void sortCurrent();
     Event takeEarliest();
+    void dropTaken();
     TimeRange dropStale(Bucket& bucket);
     void sweep();
 
@@ -173,6 +177,8 @@ class EventQueue final : public IEventSink {
     SequenceSet live_;
     std::uint64_t next_sequence_;
     ModelTime now_ = before_any_event;
+    /// No live event lies before this time, so that many a look ahead need not search.
+    ModelTime none_before_ = before_any_event;
 };
 
 /// Brings the earliest live event to the front of bucket 0 if its time is at most `last`. Returns
@@ -192,6 +198,7 @@ bool EventQueue::findEarliest(ModelTime last, const Approach& approach) {
         Bucket& bucket = buckets_[lowest];
         const auto [earliest, latest] = dropStale(bucket);
         if (!bucket.empty() && earliest > last) {
+            none_before_ = earliest;
             return false;
         }
         occupied_ &= ~flagOf(lowest);
@@ -199,6 +206,7 @@ bool EventQueue::findEarliest(ModelTime last, const Approach& approach) {
             continue;
         }
         now_ = earliest;
+        none_before_ = earliest;
         if (earliest == latest) {
             bucket.swap(current);
         } else {

@@ -15,7 +15,7 @@
 /// A neuron's spikes form a point process with the hazard
 ///
 ///     lambda(t) = base exp(min(sensitivity (V(t) - adaptation_coupling A(t) + m(t) - threshold),
-///     log(max_hazard / base)))
+///                              log(max_hazard / base)))
 ///
 /// in Hz, with base = baseline_rate gain and an optional modulation m(t). For an interval up to a
 /// horizon the core takes an upper bound B of the hazard, draws the waiting time of a Poisson
@@ -23,15 +23,14 @@
 /// with probability lambda / B; either way the next candidate is drawn.
 ///
 /// Protocol, on which the validity of every bound rests:
-///  1. At the start of a run, scheduleNextCandidate for every neuron.
-///  2. After any event that changes a neuron's potential or adaptation, scheduleNextCandidate for
-///  that neuron at the
-///     event's time: it withdraws the pending candidate and draws one from a fresh bound.
-///  3. A SpikeCandidate taken from the queue goes to resolveCandidate of its target if its sequence
-///  number is that
-///     neuron's candidate_event, and is dropped otherwise. A neuron that fired delivers its spike
-///     at that time.
-///  4. A RefractoryEnd changes neither potential nor adaptation and needs no new candidate.
+/// 1. At the start of a run, scheduleNextCandidate for every neuron.
+/// 2. After any event that changes a neuron's potential or adaptation, scheduleNextCandidate for
+///    that neuron at the event's time: it withdraws the pending candidate and draws one from a
+///    fresh bound.
+/// 3. A SpikeCandidate taken from the queue goes to resolveCandidate of its target if its sequence
+///    number is that neuron's candidate_event, and is dropped otherwise. A neuron that fired
+///    delivers its spike at that time.
+/// 4. A RefractoryEnd changes neither potential nor adaptation and needs no new candidate.
 namespace Velmora::Core::Kesp {
 
 /// The name of the random streams from which neurons draw, indexed by NeuronState::stream_index.
@@ -75,9 +74,11 @@ enum class CandidateStatus : std::uint8_t {
     BeyondHorizon = 3,
 };
 
+/// The result of a search for a candidate.
 struct CandidateSchedule {
     /// Sequence number of the candidate event, or `none`.
     std::uint64_t sequence = none;
+    /// Whether there is a candidate, or why not.
     CandidateStatus status = CandidateStatus::Silent;
     /// The candidate's time when Scheduled, the current time when Silent, the horizon otherwise.
     ModelTime time = 0;
@@ -85,7 +86,9 @@ struct CandidateSchedule {
     double bound = 0.0;
 };
 
+/// The result of a candidate that came due.
 struct CandidateOutcome {
+    /// Whether the candidate became a spike.
     bool fired = false;
     /// lambda at the candidate's time, in Hz.
     double rate = 0.0;
@@ -105,10 +108,12 @@ void validateFiringParameters(const FiringParameters& firing);
 /// too.
 class PreparedFiring {
   public:
+    /// Prepares the parameters, valid or not.
     // NOLINTNEXTLINE(google-explicit-constructor): a set of firing parameters is its preparation,
     // only slower
     PreparedFiring(const FiringParameters& firing = {});
 
+    /// The parameters as they were given.
     [[nodiscard]] const FiringParameters& parameters() const { return parameters_; }
 
     /// Throws as validateFiringParameters. Preparing does not: parameters that are never used are

@@ -39,14 +39,18 @@ bool forceSpike(NeuronState& neuron, const NeuronParameters& parameters, const E
 
 } // namespace
 
-std::vector<std::uint64_t> schedulePerturbation(const Perturbation& perturbation,
-                                                EventQueue& queue) {
+void validatePerturbation(const Perturbation& perturbation) {
     if (!std::isfinite(perturbation.strength)) {
         throw InvalidIntervention("perturbation strength must be finite");
     }
     if (perturbation.type == PerturbationType::Inhibit && perturbation.strength < 0.0) {
         throw InvalidIntervention("inhibition strength is a magnitude; the type carries the sign");
     }
+}
+
+std::vector<std::uint64_t> schedulePerturbation(const Perturbation& perturbation,
+                                                EventQueue& queue) {
+    validatePerturbation(perturbation);
     if (perturbation.time < queue.now()) {
         throw CausalityViolation("perturbation is in the past");
     }

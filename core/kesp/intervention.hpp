@@ -34,12 +34,15 @@ struct Perturbation {
     std::uint64_t id = 0;
     /// When it acts; not before the queue's current time.
     ModelTime time = 0;
+    /// Decides which of the target lists is read.
     PerturbationType type = PerturbationType::Excite;
     /// Finite; >= 0 for Inhibit.
     double strength = 0.0;
+    /// Targets of Excite, Inhibit and ForceSpike.
     std::vector<NodeId> nodes = {};
+    /// Targets of SynapseWeight.
     std::vector<EdgeId> synapses = {};
-    /// Oscillator ids.
+    /// Targets of PhaseShift, by their ids.
     std::vector<std::uint32_t> oscillators = {};
 };
 
@@ -50,6 +53,10 @@ struct PerturbationOutcome {
     /// Forced spikes that fell inside an absolute refractory window and were left out.
     std::uint64_t suppressed = 0;
 };
+
+/// Throws InvalidIntervention "perturbation strength must be finite", then "inhibition strength is
+/// a magnitude; the type carries the sign" when the strength of an Inhibit is below 0.
+void validatePerturbation(const Perturbation& perturbation);
 
 /// Schedules one Perturbation event per target, in list order, and returns their sequence numbers.
 ///

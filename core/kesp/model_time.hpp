@@ -16,7 +16,9 @@ inline constexpr ModelTime before_any_event = std::numeric_limits<ModelTime>::mi
 /// The greatest representable time.
 inline constexpr ModelTime end_of_time = std::numeric_limits<ModelTime>::max();
 
+/// One millisecond of model time.
 inline constexpr ModelTime nanoseconds_per_millisecond = 1'000'000;
+/// One second of model time.
 inline constexpr ModelTime nanoseconds_per_second = 1'000'000'000;
 
 /// The model time of `ms` whole milliseconds.

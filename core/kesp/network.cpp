@@ -3,6 +3,7 @@
 #include "core/kesp/errors.hpp"
 
 #include <cmath>
+#include <stdexcept>
 #include <utility>
 
 namespace Velmora::Core::Kesp {
@@ -127,6 +128,9 @@ void Network::checkEdge(EdgeId edge) const {
 
 /// A stable counting sort of the present synapses by source.
 void Network::rebuildRoutingIndex() {
+    if (node_count_ >= out_offsets_.max_size()) {
+        throw std::length_error("KESP network has too many nodes for a routing index");
+    }
     out_offsets_.assign(node_count_ + 1, 0);
     for (EdgeId edge = 0; edge < synapses_.size(); ++edge) {
         if (present_[edge] != 0) {

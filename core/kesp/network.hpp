@@ -26,15 +26,20 @@ struct Synapse {
     float weight = 0.0F;
     /// Transmission delay, at least 1 ns and at least the network's min_delay.
     ModelTime delay = 0;
+    /// The sign of the effect.
     SynapseType type = SynapseType::Excitatory;
     /// Room for those who build on the record; no operation of the core reads the fields named
     /// `extension`.
     std::uint32_t extension_0 = 0;
+    /// As extension_0.
     std::uint64_t extension_1 = 0;
+    /// As extension_0.
     std::uint64_t extension_2 = 0;
     /// Delivery skips a synapse that is not enabled.
     bool enabled = true;
+    /// As extension_0.
     std::uint32_t extension_3 = ~std::uint32_t{0};
+    /// As extension_0.
     std::uint64_t extension_4 = none;
 };
 
@@ -43,6 +48,7 @@ struct Synapse {
 [[nodiscard]] Synapse makeSynapse(NodeId source, NodeId target, double weight, ModelTime delay,
                                   SynapseType type);
 
+/// What a network demands of its synapses.
 struct NetworkOptions {
     /// When present: at least 1 ns, and a lower limit for every synapse's delay.
     std::optional<ModelTime> min_delay = {};
@@ -64,7 +70,8 @@ class Network {
     /// Throws InvalidSynapse "network min_delay must be positive" when options.min_delay is present
     /// and below 1 ns, and then for the first synapse that addSynapses would refuse, with the same
     /// texts.
-    Network(std::uint64_t node_count, std::vector<Synapse> synapses, NetworkOptions options);
+    explicit Network(std::uint64_t node_count, std::vector<Synapse> synapses = {},
+                     NetworkOptions options = {});
 
     /// Adds synapses in the order given and returns the EdgeId of the first: the synapse count
     /// before the call.
@@ -75,7 +82,9 @@ class Network {
     /// "KESP synapse EdgeId space exhausted".
     EdgeId addSynapses(std::span<const Synapse> synapses);
 
+    /// Fixed when the network is made.
     [[nodiscard]] std::uint64_t nodeCount() const { return node_count_; }
+    /// The number of EdgeIds issued, pruned synapses included.
     [[nodiscard]] std::uint64_t synapseCount() const { return synapses_.size(); }
 
     /// The record of a synapse, valid until synapses are added.
@@ -93,7 +102,8 @@ class Network {
     void setWeight(EdgeId edge, float weight);
 
     /// The outgoing synapses of `source` in ascending EdgeId order, valid until synapses are added.
-    /// Throws SynapseRoutingViolation "KESP source NodeId is out of range".
+    /// Throws SynapseRoutingViolation "KESP source NodeId is out of range", and std::length_error
+    /// when there are more nodes than a table can have entries.
     [[nodiscard]] std::span<const EdgeId> outgoing(NodeId source);
 
     /// Schedules one SynapticDelivery for each enabled outgoing synapse of `source`, in ascending

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-/// The neuron: two state variables that decay exponentially between events and jump at events,
+/// The neuron: two state variables that decay exponentially between events and jump at events.
 ///
 ///     V(t) = V(t0) exp(-(t - t0) / tau_v)        potential, dimensionless
 ///     A(t) = A(t0) exp(-(t - t0) / tau_a)        adaptation, dimensionless
@@ -20,13 +20,13 @@ struct NeuronParameters {
     ModelTime tau_v = 30 * nanoseconds_per_millisecond;
     /// Decay time constant of the adaptation, > 0.
     ModelTime tau_a = nanoseconds_per_second;
-    /// Length of the refractory window that starts at a spike.
+    /// Length of the refractory window that starts at a spike; not negative.
     ModelTime refractory = 3 * nanoseconds_per_millisecond;
     /// Added to the adaptation at each spike.
     double adaptation_step = 0.0;
     /// The potential right after a spike.
     double reset = 0.0;
-    /// A decayed value whose magnitude is below this becomes exactly 0.
+    /// A decayed value whose magnitude is below this becomes exactly 0; not negative.
     double flush_below = 1e-15;
     /// Whether the neuron has no hazard, and cannot fire, before refractory_until.
     bool absolute_refractory = true;

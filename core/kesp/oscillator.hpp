@@ -59,6 +59,7 @@ class OscillatorBank {
     /// Throws "oscillator phase shift must be finite", then as indexOf.
     void shiftPhase(std::uint32_t id, double delta);
 
+    /// The oscillators as they were given, by index.
     [[nodiscard]] std::span<const OscillatorSpec> specs() const { return specs_; }
 
     /// The accumulated shifts in [0, 2 pi), by index.

@@ -17,10 +17,9 @@
 ///
 /// Every exponential and logarithm of the neural substrate goes through these two functions and
 /// never through the platform's mathematics library, whose last bits differ from system to system.
-/// Both follow the published fdlibm algorithms operation by operation;
-/// each operation is rounded to nearest and none may be fused, so the results are the same on every
-/// platform. The error is below one unit in the last place; in places they differ from a correctly
-/// rounded library.
+/// Both follow the published fdlibm algorithms operation by operation; each operation is rounded to
+/// nearest and none may be fused, so the results are the same on every platform. The error is below
+/// one unit in the last place; in places they differ from a correctly rounded library.
 namespace Velmora::Core::Kesp {
 
 static_assert(std::numeric_limits<double>::is_iec559 && std::numeric_limits<double>::digits == 53,
@@ -118,9 +117,13 @@ inline constexpr double ln2_low = 1.9082149292705877e-10;
 
 /// The natural logarithm of x.
 ///
-/// Method: x = 2^k (1 + f) with 1 + f in [sqrt(2)/2, sqrt(2)); with s = f / (2 + f), log(1 + f) = f
-/// - f^2/2 + s (f^2/2 + R(s^2)), where R is a polynomial. That combination serves every f that is
-/// not tiny. Special cases: NaN gives x; a zero -infinity; a negative number NaN; +infinity itself.
+/// Method: x = 2^k (1 + f) with 1 + f in [sqrt(2)/2, sqrt(2)); with s = f / (2 + f) and R a
+/// polynomial,
+///
+///     log(1 + f) = f - f^2/2 + s (f^2/2 + R(s^2)).
+///
+/// That combination serves every f that is not tiny. Special cases: NaN gives x; a zero -infinity;
+/// a negative number NaN; +infinity itself.
 [[nodiscard]] constexpr double portableLog(double x) {
     if (x != x) {
         return x;
@@ -140,7 +143,7 @@ inline constexpr double ln2_low = 1.9082149292705877e-10;
         x *= 18014398509481984.0;                 // 2^54
         exponent -= 54;
     }
-    const std::uint64_t bits = std::bit_cast<std::uint64_t>(x);
+    const auto bits = std::bit_cast<std::uint64_t>(x);
     const auto high_word = static_cast<std::uint32_t>(bits >> 32U);
     exponent += static_cast<int>(high_word >> 20U);
     const std::uint32_t mantissa = high_word & 0x000F'FFFFU;

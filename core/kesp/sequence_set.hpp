@@ -26,6 +26,7 @@ class SequenceSet {
         ++size_;
     }
 
+    /// Any number may be asked for, also one that never entered.
     [[nodiscard]] bool contains(std::uint64_t sequence) const {
         const std::size_t place = placeOf(sequence / bits_per_page);
         return (words_[place + wordIndexOf(sequence)] & bitOf(sequence)) != 0;
@@ -43,6 +44,7 @@ class SequenceSet {
         return true;
     }
 
+    /// The number of members.
     [[nodiscard]] std::size_t size() const { return size_; }
 
   private:

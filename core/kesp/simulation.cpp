@@ -40,14 +40,17 @@ Simulation::Simulation(SimulationSetup setup, ModelTime horizon)
 }
 
 void Simulation::perturb(Perturbation perturbation) {
+    validatePerturbation(perturbation);
     if (perturbation.time < now_) {
         throw CausalityViolation("perturbation is in the past");
     }
-    perturbations_.reserve(perturbations_.size() + 1);
+    if (perturbations_.size()
+        == perturbations_.capacity()) { // so that nothing fails once it is scheduled
+        perturbations_.reserve(2 * perturbations_.size() + 1);
+    }
     const std::vector<std::uint64_t> events = schedulePerturbation(perturbation, queue_);
-    perturbations_.push_back({.first_event = events.front(),
-                              .end_event = events.back() + 1,
-                              .perturbation = std::move(perturbation)});
+    perturbations_.push_back(
+        {.first_event = events.front(), .perturbation = std::move(perturbation)});
 }
 
 void Simulation::runUntil(ModelTime until) {
@@ -67,12 +70,12 @@ void Simulation::drain() {
 }
 
 void Simulation::extend(ModelTime horizon) {
-    if (horizon < horizon_ || queue_.now() >= horizon_) {
+    if (horizon < horizon_ || now_ > horizon_ || queue_.now() >= horizon_) {
         throw CausalityViolation("KESP simulation cannot move its horizon back");
     }
     run();
     const ModelTime reached = std::exchange(horizon_, horizon);
-    drawAllCandidates(reached);
+    drawAllCandidates(std::max<ModelTime>(reached, 0));
 }
 
 /// Prepares each set of firing parameters once, as far as neighbours share them.

@@ -20,12 +20,15 @@ namespace Velmora::Core::Kesp {
 
 /// What a simulation is made of.
 struct SimulationSetup {
+    /// The wiring. Its nodes are the neurons.
     Network network;
     /// Shared by all neurons.
-    NeuronParameters neuron;
+    NeuronParameters neuron = {};
     /// One record per node, indexed by NodeId.
     std::vector<FiringParameters> firing;
+    /// Where every draw of the run comes from.
     Runtime::RandomContext random;
+    /// The targets of phase shifts. The event loop itself does not read them.
     OscillatorBank oscillators{{}};
     /// m(t), added to every neuron's potential inside its hazard; empty means 0.
     HazardModulation modulation = {};
@@ -58,7 +61,8 @@ class Simulation {
     /// Adds a perturbation; any number may be added, before and during the run.
     ///
     /// Throws as schedulePerturbation, the simulation unchanged; a perturbation before now() is in
-    /// the past. Its targets are checked when it acts.
+    /// the past. Its targets are checked when it acts; one on neurons before time 0, to where
+    /// none can be moved, ends the run with the error of advanceNeuron.
     void perturb(Perturbation perturbation);
 
     /// Processes every event before `until`, which may exceed the horizon. No candidate lies at or
@@ -78,13 +82,13 @@ class Simulation {
     /// start.
     ///
     /// Throws CausalityViolation "KESP simulation cannot move its horizon back" when `horizon` is
-    /// earlier than the old one, or an event at or after the old horizon has been processed
-    /// already.
+    /// earlier than the old one, or the run has gone beyond the old one already.
     void extend(ModelTime horizon);
 
     /// The time up to which the run has been processed: every event before it is done.
     /// before_any_event at first.
     [[nodiscard]] ModelTime now() const { return now_; }
+    /// The end of the run: every spike lies before it.
     [[nodiscard]] ModelTime horizon() const { return horizon_; }
 
     /// Calls `callback` at each spike from now on; an empty one is none.
@@ -99,21 +103,25 @@ class Simulation {
     /// Hands the trace over and starts an empty one.
     [[nodiscard]] std::vector<TraceRecord> takeTrace() { return std::exchange(trace_, {}); }
 
-    /// The number of events taken from the queue so far.
+    /// The number of events taken from the queue so far, wake-ups for deferred candidates aside.
     [[nodiscard]] std::uint64_t eventCount() const { return event_count_; }
 
+    /// The wiring as perturbations have left it.
     [[nodiscard]] const Network& network() const { return setup_.network; }
+    /// The oscillators as perturbations have left them.
     [[nodiscard]] const OscillatorBank& oscillators() const { return setup_.oscillators; }
+    /// Where to read what a recording run has drawn.
     [[nodiscard]] const Runtime::RandomContext& random() const { return setup_.random; }
 
-    /// The neurons' states, each as of its own last_update, indexed by NodeId.
+    /// The neurons' states, each as of its own last_update, indexed by NodeId. The pending
+    /// candidate of a neuron may be deferred (candidate_scheduler.hpp); its candidate_event is
+    /// `none` then.
     [[nodiscard]] std::span<const NeuronState> neurons() const { return neurons_; }
 
   private:
-    /// A perturbation and the sequence numbers of its events, [first_event, end_event).
+    /// A perturbation and the sequence number of its first event; the others follow it.
     struct ScheduledPerturbation {
-        std::uint64_t first_event;
-        std::uint64_t end_event;
+        std::uint64_t first_event = 0;
         Perturbation perturbation;
     };
 

@@ -30,7 +30,9 @@ enum class StreamMode : std::uint8_t {
 
 /// The state of one stream. The context owns it; handles point to it.
 struct StreamRecord {
+    /// Of the generator; streamSeed at first.
     std::uint64_t state = 0;
+    /// Where the next value comes from.
     StreamMode mode = StreamMode::Live;
     /// The recorded values, or those to replay.
     std::vector<std::uint64_t> log = {};
@@ -41,6 +43,7 @@ struct StreamRecord {
 /// A light handle to one stream. Valid as long as the context that gave it lives, also after the
 /// context was moved.
 struct RandomStream {
+    /// Owned by the context.
     StreamRecord* record = nullptr;
     /// The stream's name as the context stores it.
     std::string_view name;
@@ -48,10 +51,14 @@ struct RandomStream {
 
 /// What one stream drew, or is to draw again.
 struct StreamLog {
+    /// The stream is (name, index).
     std::string name;
+    /// The stream is (name, index).
     std::uint64_t index = 0;
+    /// Raw values, as nextU64 returned them.
     std::vector<std::uint64_t> values;
 
+    /// The same draws of the same stream.
     friend bool operator==(const StreamLog&, const StreamLog&) = default;
 };
 
@@ -101,10 +108,13 @@ double uniform(RandomStream stream);
 /// copied.
 class RandomContext {
   public:
+    /// A context without streams as yet.
     explicit RandomContext(std::uint64_t root_seed);
     RandomContext(const RandomContext&) = delete;
+    /// Takes the streams over; handles to them stay valid.
     RandomContext(RandomContext&&) = default;
     RandomContext& operator=(const RandomContext&) = delete;
+    /// Takes the streams over; this context's own are gone, and handles to those dangle.
     RandomContext& operator=(RandomContext&&) = default;
     ~RandomContext() = default;
 
@@ -139,7 +149,7 @@ class RandomContext {
     struct StreamKeyView {
         std::string_view name;
         std::uint64_t index;
-        StreamKeyView(std::string_view name_, std::uint64_t index_) : name(name_), index(index_) {}
+        StreamKeyView(std::string_view n, std::uint64_t i) : name(n), index(i) {}
         // NOLINTNEXTLINE(google-explicit-constructor): one comparison serves stored keys and views
         // alike
         StreamKeyView(const StreamKey& key) : name(key.name), index(key.index) {}
@@ -154,12 +164,11 @@ class RandomContext {
     };
 
     void setModeOfAll(StreamMode mode);
+    StreamRecord& newRecord(StreamRecord record);
 
     std::uint64_t root_seed_;
     /// The mode in which new streams start.
     StreamMode initial_mode_ = StreamMode::Live;
-    StreamRecord& newRecord(StreamRecord record);
-
     /// The records in the order in which they were created, in blocks that never grow beyond their
     /// first capacity: a record keeps its address, and the streams of neighbouring neurons lie
     /// together.

@@ -32,39 +32,31 @@ TEST(Neuron, DecaysAndTakesEventsByKind) {
 }
 
 TEST(Neuron, FiresAndOpensItsRefractoryWindow) {
-    NeuronParameters parameters{.adaptation_step = 0.25, .reset = -0.5};
     EventQueue queue;
     NeuronState n{.potential = 3.0, .adaptation = 1.0, .last_update = 10 * ms};
-    const auto fire = [&](ModelTime t) { fireNeuron(n, parameters, t, 6, queue); };
-    fire(10 * ms);
+    const auto fire = [&](ModelTime t, ModelTime refractory = 3 * ms, bool absolute = true) {
+        fireNeuron(n, {30 * ms, 1'000 * ms, refractory, 0.25, -0.5, 0.0, absolute}, t, 6, queue);
+        return std::tuple(n.potential, n.adaptation, n.last_update, n.refractory_until);
+    };
+    EXPECT_EQ(fire(10 * ms), std::tuple(-0.5, 1.25, 10 * ms, 13 * ms));
     expectError<NeuronRefractoryViolation>(
         [&] { fire(13 * ms - 1); }, "KESP neuron fired inside its absolute refractory window");
-    expectError<NeuronCausalityViolation>([&] { advanceNeuron(n, {}, 10 * ms - 1); },
+    expectError<NeuronCausalityViolation>([&] { fire(9 * ms, 0, false); },
                                           "KESP neuron advanced into the past");
-    for (const ModelTime tau : {0, 1}) {
-        expectError<InvalidNeuronParameters>(
-            [&] {
-                advanceNeuron(n, {tau, 1 - tau}, 0);
-            },
-            "KESP neuron time constants must be positive");
+    for (const NeuronParameters& bad : {NeuronParameters{0, 1}, {1, 0}}) {
+        expectError<InvalidNeuronParameters>([&] { advanceNeuron(n, bad, 0); },
+                                             "KESP neuron time constants must be positive");
     }
-    EXPECT_EQ(std::tuple(n.potential, n.adaptation, n.last_update, n.refractory_until),
-              std::tuple(-0.5, 1.25, 10 * ms, 13 * ms));
-    parameters.refractory = 0;
-    parameters.absolute_refractory = false;
-    fire(12 * ms);
-    parameters.absolute_refractory = true;
-    fire(12 * ms);
+    EXPECT_EQ(fire(10 * ms, 0, false), std::tuple(-0.5, 1.5, 10 * ms, 10 * ms));
+    fire(10 * ms);
     EXPECT_EQ(queue.size(), 1U); // each spike withdrew the end of the window before
     const Event end = queue.popNext();
     EXPECT_EQ(std::tuple(end.time, end.sequence, end.kind, end.source, end.target),
-              std::tuple(12 * ms, n.refractory_event, EventKind::RefractoryEnd, 6, 6));
-    // The window would end beyond the time range: reset and adapted, the old window stays.
-    n.refractory_event = queue.schedule({.time = 15 * ms});
-    parameters.refractory = 2;
+              std::tuple(13 * ms, n.refractory_event, EventKind::RefractoryEnd, 6, 6));
+    n.refractory_event = queue.schedule({.time = 15 * ms}); // stays, as does the old window
     expectError<TimeOverflow>([&] { fire(end_of_time - 1); }, "KESP model time overflow");
     EXPECT_EQ(std::tuple(n.adaptation, n.last_update, n.refractory_until, queue.size()),
-              std::tuple(0.25, end_of_time - 1, 12 * ms, 1));
+              std::tuple(0.25, end_of_time - 1, 13 * ms, 1));
 }
 
 } // namespace Velmora::Tests

@@ -22,9 +22,7 @@ TEST(Oscillator, HasTheKnownPhases) {
 }
 
 TEST(Oscillator, BankChecksItsSpecsAndAccumulatesShifts) {
-    const auto refuses = [](const char* text, auto operation) {
-        expectError<InvalidOscillator>(operation, text);
-    };
+    const auto refuses = [](const char* t, auto op) { expectError<InvalidOscillator>(op, t); };
     constexpr const char* bad_spec = "invalid KESP oscillator parameters";
     for (const double x : {HUGE_VAL, std::nan(""), -1.0}) {
         refuses(bad_spec, [&] { OscillatorBank({{.id = 3}, {3, x, 0.0, 0.0}}); });
@@ -32,8 +30,7 @@ TEST(Oscillator, BankChecksItsSpecsAndAccumulatesShifts) {
         refuses(bad_spec, [&] { OscillatorBank({{.id = 3}, {3, 0.0, 0.0, x}}); });
         refuses(bad_spec, [&] { return OscillatorBank::phaseAt({}, 0, x * HUGE_VAL); });
     }
-    const std::vector<OscillatorSpec> twins = {{.id = 3}, {.id = 4}, {.id = 3}};
-    refuses("duplicate KESP oscillator id", [&] { OscillatorBank bank(twins); });
+    refuses("duplicate KESP oscillator id", [] { OscillatorBank({{3}, {4}, {3}}); });
     OscillatorBank bank({{.id = 9, .frequency_hz = 2.0}, {.id = 4, .phase = -1.0}});
     bank.shiftPhase(4, -1.0);
     EXPECT_EQ(bank.phaseShifts()[1], 5.283185307179586);

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <gtest/gtest.h>
-
 #include <typeinfo>
 
 namespace Velmora::Tests {
 
-/// Expects `operation` to throw exactly an `Error` (no type derived from it) with exactly this text.
+/// Expects `operation` to throw exactly an `Error` (no type derived from it) with exactly this
+/// text.
 template <typename Error, typename Operation>
 void expectError(Operation&& operation, const char* text) {
     try {

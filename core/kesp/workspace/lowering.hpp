@@ -33,8 +33,7 @@ struct LoweredWorkspace {
 /// - recurrent: every member to every other member of its coalition;
 /// - lateral: every member to every member of every other coalition;
 /// - broadcast and feedback: every member to every module and back, left out where the weight is 0
-/// or member and module
-///   are the same node.
+///   or member and module are the same node.
 ///
 /// Coalitions, members and modules are walked in list order, the source's coalition slowest; in the
 /// lateral group the target's coalition comes next, then the source member, then the target member.

@@ -8,6 +8,7 @@ std::vector<Coalition> standardCoalitions() {
 
 std::vector<Coalition> standardModules() {
     std::vector<Coalition> modules;
+    modules.reserve(standard_module_nodes.size());
     for (const NodeId node : standard_module_nodes) {
         modules.push_back({node});
     }

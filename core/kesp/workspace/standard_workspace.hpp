@@ -15,6 +15,7 @@ namespace Velmora::Core::Kesp {
 /// Nodes 0 to 7 are the coalitions' members, 8 to 10 the modules.
 inline constexpr std::uint64_t standard_node_count = 11;
 
+/// The nodes downstream of both coalitions.
 inline constexpr std::array<NodeId, 3> standard_module_nodes{8, 9, 10};
 
 /// No synapse of the standard workspace is faster.

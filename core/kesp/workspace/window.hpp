@@ -27,10 +27,12 @@ struct CoalitionActivity {
 
 /// The workspace during [start, end).
 struct WorkspaceWindow {
+    /// First instant of the window.
     ModelTime start = 0;
+    /// First instant after the window.
     ModelTime end = 0;
     /// One entry per coalition, in coalition order.
-    std::vector<CoalitionActivity> coalitions;
+    std::vector<CoalitionActivity> coalitions = {};
     /// The ignition measure G(t): counted spikes / (members of all coalitions * seconds), in Hz.
     double g_t = 0.0;
     /// Whether G(t) reached the ignition threshold.

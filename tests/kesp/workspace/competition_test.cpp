@@ -27,7 +27,7 @@ TEST(Competition, IsRefusedAtTheFirstRuleThatFails) {
            {{even, -0.0, 1.0, 0, 0, 0, 0, 0, 0, {}}, {even, 1.0, 0.0, 0, 0, 0, 0, 0, 0, {}}});
     refuse("lateral inhibition would exceed the recurrent drive of a coalition, which gives "
            "absolute winner-take-all instead of winner-take-most",
-           {{even, 1.0, 3.0001, 0, 0, 0, 0, 0, 0, {}}});
+           {{{{0, 1}, {4, 5, 6}}, 1.0, 1.0001, 0, 0, 0, 0, 0, 0, {}}});
     validateCompetition({even, 1.0, 3.0, 0, 0, -0.0, 0, 0, 0, {}});
     validateCompetition({{{0, 1, 2, 3}, {4, 5}}, 1.0, 3.0, -1, -1, 0, 0, 0, 0, {}});
     validateCompetition({{{0}, {1, 2, 3}}, 1.0, 99.0, 0, 0, 0, 0, 0, 0, {}});

@@ -11,13 +11,13 @@ using namespace Core::Kesp;
 
 TEST(Window, MeasuresWhoLeadsAndWhatTheOthersDo) {
     using Figures = std::tuple<double, bool, std::optional<std::uint64_t>, double, double>;
-    // Coalitions of four, of two and of one node, for two seconds; node 9 is in none of them.
+    // Coalitions of 4, 2, 1 and 0 nodes, during two seconds; node 9 is in none of them.
     const auto measure = [](const std::vector<std::size_t>& spikes, double threshold) {
         std::vector<TraceRecord> trace{{.node = 9, .time = 1}};
         for (NodeId node = 0; node < 3; ++node) {
             trace.insert(trace.end(), spikes[node], {.node = 3 * node, .time = 1});
         }
-        const std::vector<Coalition> coalitions{{2, 1, 4, 0}, {5, 3}, {6}};
+        const std::vector<Coalition> coalitions{{2, 1, 4, 0}, {5, 3}, {6}, {}};
         const auto w = analyzeWindow(trace, coalitions, 0, 2 * nanoseconds_per_second, threshold);
         return Figures(w.g_t, w.ignited, w.dominant, w.dominance, w.residual_rate_hz);
     };
@@ -32,7 +32,7 @@ TEST(Window, SeriesIsHalfOpenHasNoGapsAndIsCutAtItsEnd) {
     const std::vector<TraceRecord> trace{{2, 0, -6}, {2, 0, -5}, {3, 0, 34},
                                          {2, 0, 35}, {2, 0, 84}, {2, 0, 85}};
     const std::vector<Coalition> coalitions{{}, {2}, {2, 3}};
-    const auto series = [&](ModelTime start, ModelTime end, ModelTime step) {
+    const auto cut = [&](ModelTime start, ModelTime end, ModelTime step) {
         std::ostringstream text;
         for (const auto& w : analyzeWindows(trace, coalitions, start, end, step, 0.0)) {
             text << w.start << ".." << w.end << ": " << w.coalitions[1].spikes
@@ -41,12 +41,11 @@ TEST(Window, SeriesIsHalfOpenHasNoGapsAndIsCutAtItsEnd) {
         }
         return text.str();
     };
-    EXPECT_EQ(series(-5, 85, 40), "-5..35: 11 35..75: 10 75..85: 10 ");
-    expectError<TimeOverflow>([&] { series(end_of_time - 7, end_of_time, 10); },
+    EXPECT_EQ(cut(-5, 85, 40), "-5..35: 11 35..75: 10 75..85: 10 ");
+    expectError<TimeOverflow>([&] { cut(end_of_time - 7, end_of_time, 10); },
                               "KESP model time overflow");
     EXPECT_TRUE(analyzeWindows({}, {}, 5, 5, 1, 0.0).empty());
-    expectError<InvalidWorkspace>([&] { series(5, 5, 0); },
-                                  "workspace window step must be positive");
+    expectError<InvalidWorkspace>([&] { cut(5, 5, 0); }, "workspace window step must be positive");
     const auto analyze = [](ModelTime end) { static_cast<void>(analyzeWindow({}, {}, 5, end, 1)); };
     expectError<InvalidWorkspace>([&] { analyze(5); }, "workspace window is empty");
     expectError<InvalidWorkspace>([&] { analyze(6); }, "workspace window needs coalitions");
