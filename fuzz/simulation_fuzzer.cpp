@@ -1,0 +1,401 @@
+// The event loop beside a plain one, written with the operations that are open to everybody: same
+// spikes, same errors, whatever the parameters.
+
+#include "core/kesp/simulation.hpp"
+#include "fuzz/input.hpp"
+#include "fuzz/promise.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace Velmora::Fuzz {
+
+using namespace Core;
+using namespace Core::Kesp;
+
+namespace {
+
+/// Ends a run that has judged so many candidates: not every input has a moderate rate.
+constexpr std::uint64_t greatest_work = 400;
+
+constexpr ModelTime greatest_soon = end_of_time - nanoseconds_per_second;
+
+/// Not an error of the core, so refusalOf lets it through.
+struct WorkIsDone {};
+
+/// m(t), which switches between two values.
+struct SwitchingModulation {
+    double low = 0.0;
+    double high = 0.0;
+    std::uint64_t bit = 0;
+    std::uint64_t* judged = nullptr;
+
+    double operator()(ModelTime t, const NeuronParameters& /*neuron*/,
+                      const FiringParameters& /*firing*/) const {
+        if (++*judged > greatest_work) {
+            throw WorkIsDone{};
+        }
+        return ((static_cast<std::uint64_t>(t) >> bit) & 1U) != 0 ? high : low;
+    }
+};
+
+/// Everything of a run but what cannot be copied.
+struct Scenario {
+    std::uint64_t node_count = 0;
+    std::vector<Synapse> synapses;
+    NetworkOptions options;
+    NeuronParameters neuron;
+    std::vector<FiringParameters> firing;
+    std::vector<OscillatorSpec> oscillators;
+    std::uint64_t seed = 0;
+    SwitchingModulation modulation;
+    double modulation_bound = 0.0;
+    ModelTime horizon = 0;
+
+    [[nodiscard]] SimulationSetup setup(std::uint64_t& judged) const {
+        SimulationSetup result{.network = Network(node_count, synapses, options),
+                               .neuron = neuron,
+                               .firing = firing,
+                               .random = Runtime::RandomContext(seed),
+                               .oscillators = OscillatorBank(oscillators)};
+        result.modulation =
+            SwitchingModulation{modulation.low, modulation.high, modulation.bit, &judged};
+        result.modulation_bound = modulation_bound;
+        return result;
+    }
+};
+
+Synapse readSynapse(Input& input, std::uint64_t node_count) {
+    const NodeId source = input.below(16) != 0 ? input.below(node_count) : input.word();
+    const NodeId target = input.below(16) != 0 ? input.below(node_count) : input.word();
+    const bool usual = input.below(4) != 0;
+    const ModelTime delay =
+        usual ? (1 + static_cast<ModelTime>(input.byte())) * 100'000 : input.time();
+    Synapse synapse = makeSynapse(
+        source, target, usual ? static_cast<double>(input.byte()) / 64.0 : input.number(), delay,
+        input.flag() ? SynapseType::Excitatory : SynapseType::Inhibitory);
+    synapse.enabled = input.below(8) != 0;
+    return synapse;
+}
+
+FiringParameters readFiring(Input& input) {
+    FiringParameters firing;
+    firing.baseline_rate = input.numberNear(static_cast<double>(input.byte()));
+    firing.sensitivity = input.numberNear(2.0);
+    firing.threshold = input.numberNear(0.0);
+    firing.adaptation_coupling = input.numberNear(1.0);
+    firing.gain = input.numberNear(1.0);
+    firing.max_hazard = input.numberNear(greatest_max_hazard);
+    firing.silent = input.below(16) == 0;
+    return firing;
+}
+
+NeuronParameters readNeuron(Input& input) {
+    NeuronParameters neuron;
+    const auto timeNear = [&input](ModelTime usual) {
+        return input.below(6) != 0 ? usual : input.time();
+    };
+    neuron.tau_v = timeNear(neuron.tau_v);
+    neuron.tau_a = timeNear(neuron.tau_a);
+    neuron.refractory = timeNear(neuron.refractory);
+    neuron.adaptation_step = input.numberNear(static_cast<double>(input.byte()) / 256.0);
+    neuron.reset = input.numberNear(0.0);
+    neuron.flush_below = input.numberNear(1e-15);
+    neuron.absolute_refractory = input.below(4) != 0;
+    neuron.hold_potential = input.below(4) == 0;
+    return neuron;
+}
+
+Scenario readScenario(Input& input) {
+    Scenario scenario;
+    scenario.node_count = input.below(5);
+    if (input.below(4) == 0) {
+        scenario.options.min_delay = input.time();
+    }
+    if (scenario.node_count != 0) {
+        for (std::uint64_t k = input.below(9); k > 0; --k) {
+            scenario.synapses.push_back(readSynapse(input, scenario.node_count));
+        }
+    }
+    scenario.neuron = readNeuron(input);
+    const bool shared = input.flag();
+    const FiringParameters firing = readFiring(input);
+    for (std::uint64_t k = 0; k < scenario.node_count; ++k) {
+        scenario.firing.push_back(shared ? firing : readFiring(input));
+    }
+    if (input.below(32) == 0) {
+        scenario.firing.emplace_back();
+    }
+    for (std::uint64_t k = input.below(3); k > 0; --k) {
+        scenario.oscillators.push_back({.id = static_cast<std::uint32_t>(input.below(4)),
+                                        .frequency_hz = input.numberNear(8.0),
+                                        .phase = input.numberNear(0.0),
+                                        .amplitude = input.numberNear(1.0)});
+    }
+    scenario.seed = input.word();
+    if (input.flag()) {
+        scenario.modulation.low = input.numberNear(-0.5);
+        scenario.modulation.high = input.numberNear(0.5);
+        scenario.modulation.bit = 10 + input.below(20);
+        scenario.modulation_bound =
+            input.numberNear(std::max(scenario.modulation.low, scenario.modulation.high));
+    }
+    scenario.horizon = input.time();
+    return scenario;
+}
+
+Perturbation readPerturbation(Input& input, ModelTime now) {
+    Perturbation perturbation;
+    perturbation.id = input.byte();
+    const bool soon = input.below(4) != 0 && now >= 0 && now < greatest_soon;
+    perturbation.time =
+        soon ? now + static_cast<ModelTime>(input.byte()) * nanoseconds_per_millisecond
+             : input.time();
+    perturbation.type = static_cast<PerturbationType>(input.below(5));
+    perturbation.strength = input.number();
+    for (std::uint64_t k = input.below(4); k > 0; --k) {
+        const bool usual = input.below(16) != 0;
+        perturbation.nodes.push_back(usual ? input.below(4) : input.word());
+        perturbation.synapses.push_back(usual ? input.below(8) : input.word());
+        perturbation.oscillators.push_back(static_cast<std::uint32_t>(input.below(5)));
+    }
+    return perturbation;
+}
+
+/// The event loop as its protocol describes it.
+class PlainLoop {
+  public:
+    PlainLoop(SimulationSetup setup, ModelTime horizon)
+        : setup_(std::move(setup)),
+          horizon_(horizon) {
+        if (setup_.firing.size() != setup_.network.nodeCount()) {
+            throw InvalidFiringParameters("KESP simulation needs firing parameters for every node");
+        }
+        neurons_.resize(setup_.firing.size());
+        for (NodeId node = 0; node < neurons_.size(); ++node) {
+            neurons_[node].stream_index = node;
+        }
+        drawAll(0);
+    }
+
+    void perturb(const Perturbation& perturbation) {
+        if (perturbation.time < now_) {
+            throw CausalityViolation("perturbation is in the past");
+        }
+        for (const std::uint64_t event : schedulePerturbation(perturbation, queue_)) {
+            perturbations_.emplace(event, perturbation);
+        }
+    }
+
+    void runUntil(ModelTime until) {
+        while (const auto event = queue_.popBefore(until)) {
+            dispatch(*event);
+        }
+        now_ = std::max(now_, until);
+    }
+
+    void drain() {
+        runUntil(horizon_);
+        while (!queue_.empty()) {
+            dispatch(queue_.popNext());
+        }
+        now_ = std::max(now_, queue_.now());
+    }
+
+    void extend(ModelTime horizon) {
+        if (horizon < horizon_ || queue_.now() >= horizon_) {
+            throw CausalityViolation("KESP simulation cannot move its horizon back");
+        }
+        runUntil(horizon_);
+        const ModelTime reached = std::exchange(horizon_, horizon);
+        drawAll(reached);
+    }
+
+    [[nodiscard]] ModelTime now() const { return now_; }
+    [[nodiscard]] ModelTime horizon() const { return horizon_; }
+    [[nodiscard]] std::span<const NeuronState> neurons() const { return neurons_; }
+    [[nodiscard]] std::span<const TraceRecord> trace() const { return trace_; }
+    [[nodiscard]] const Network& network() const { return setup_.network; }
+    [[nodiscard]] const OscillatorBank& oscillators() const { return setup_.oscillators; }
+
+  private:
+    void draw(NodeId node, ModelTime now) {
+        scheduleNextCandidate(neurons_[node], setup_.neuron, setup_.firing[node], node, now,
+                              horizon_, setup_.modulation_bound, queue_, setup_.random);
+    }
+
+    void drawAll(ModelTime now) {
+        for (NodeId node = 0; node < neurons_.size(); ++node) {
+            draw(node, now);
+        }
+    }
+
+    void dispatch(const Event& event) {
+        if (event.kind == EventKind::Perturbation) {
+            const Perturbation& perturbation = perturbations_.at(event.sequence);
+            applyPerturbationEvent(event, perturbation, neurons_, setup_.neuron, setup_.network,
+                                   setup_.oscillators, queue_);
+            if (perturbation.type != PerturbationType::PhaseShift) {
+                draw(event.target, event.time);
+            }
+            return;
+        }
+        NeuronState& neuron = neurons_[event.target];
+        if (event.kind != EventKind::SpikeCandidate) {
+            applyNeuronEvent(neuron, setup_.neuron, event);
+            if (event.kind == EventKind::SynapticDelivery) {
+                draw(event.target, event.time);
+            }
+        } else if (event.sequence == neuron.candidate_event) {
+            const CandidateOutcome outcome = resolveCandidate(
+                neuron, setup_.neuron, setup_.firing[event.target], event.target, event, horizon_,
+                setup_.modulation_bound, queue_, setup_.random, setup_.modulation);
+            if (outcome.fired) {
+                trace_.push_back({.node = event.target, .time = event.time});
+                setup_.network.deliverSpike(event.target, event.time, queue_);
+            }
+        }
+    }
+
+    SimulationSetup setup_;
+    ModelTime horizon_;
+    ModelTime now_ = before_any_event;
+    std::vector<NeuronState> neurons_;
+    EventQueue queue_;
+    std::map<std::uint64_t, Perturbation> perturbations_;
+    std::vector<TraceRecord> trace_;
+};
+
+bool haveSameBits(double a, double b) {
+    // Which NaN it is depends on how the compiler orders operands.
+    return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b) || (a != a && b != b);
+}
+
+void compareTraces(std::span<const TraceRecord> trace, std::span<const TraceRecord> plain) {
+    promise(std::ranges::equal(trace, plain,
+                               [](const TraceRecord& a, const TraceRecord& b) {
+                                   return a.node == b.node && a.time == b.time;
+                               }),
+            "the traces agree");
+    promise(std::ranges::is_sorted(trace, {}, &TraceRecord::time), "time does not run backwards");
+}
+
+void compare(const Simulation& simulation, const PlainLoop& plain) {
+    compareTraces(simulation.trace(), plain.trace());
+    promise(simulation.now() == plain.now(), "the times reached agree");
+    promise(simulation.horizon() == plain.horizon(), "the horizons agree");
+    for (NodeId node = 0; node < plain.neurons().size(); ++node) {
+        const NeuronState& a = simulation.neurons()[node];
+        const NeuronState& b = plain.neurons()[node];
+        promise(haveSameBits(a.potential, b.potential), "the potentials agree");
+        promise(haveSameBits(a.adaptation, b.adaptation), "the adaptations agree");
+        promise(a.last_update == b.last_update, "the neurons are equally far");
+        promise(a.refractory_until == b.refractory_until, "the refractory windows agree");
+        promise((a.refractory_event == none) == (b.refractory_event == none),
+                "the pending refractory ends agree");
+    }
+    for (EdgeId edge = 0; edge < plain.network().synapseCount(); ++edge) {
+        promise(haveSameBits(static_cast<double>(simulation.network().synapse(edge).weight),
+                             static_cast<double>(plain.network().synapse(edge).weight)),
+                "the weights agree");
+    }
+    promise(std::ranges::equal(simulation.oscillators().phaseShifts(),
+                               plain.oscillators().phaseShifts(), haveSameBits),
+            "the phase shifts agree");
+}
+
+/// What came of an operation: nothing, an error, or the end of the work.
+struct Ending {
+    std::optional<Refusal> refusal;
+    bool work_is_done = false;
+
+    friend bool operator==(const Ending&, const Ending&) = default;
+};
+
+template <typename Operation>
+Ending endingOf(const Operation& operation) {
+    Ending ending;
+    try {
+        ending.refusal = refusalOf(operation);
+    } catch (const WorkIsDone&) {
+        ending.work_is_done = true;
+    }
+    return ending;
+}
+
+/// Puts one operation to both loops. Returns whether they can go on.
+template <typename Operation>
+bool both(Simulation& simulation, PlainLoop& plain, const Operation& operation) {
+    const Ending ending = endingOf([&] { operation(simulation); });
+    promise(ending == endingOf([&] { operation(plain); }), "both end alike");
+    if (ending == Ending{}) {
+        compare(simulation, plain);
+        return true;
+    }
+    compareTraces(simulation.trace(), plain.trace());
+    return false;
+}
+
+bool step(Input& input, Simulation& simulation, PlainLoop& plain) {
+    switch (input.below(6)) {
+    case 0: {
+        const Perturbation perturbation = readPerturbation(input, plain.now());
+        // A refused perturbation leaves the run as it was.
+        if (!both(simulation, plain, [&](auto& loop) { loop.perturb(perturbation); })) {
+            compare(simulation, plain);
+        }
+        return true;
+    }
+    case 1:
+        return both(simulation, plain, [](auto& loop) { loop.drain(); });
+    case 2: {
+        const ModelTime horizon = input.time();
+        const bool refused = horizon < plain.horizon();
+        return both(simulation, plain, [&](auto& loop) { loop.extend(horizon); }) || refused;
+    }
+    default: {
+        const ModelTime until = input.time();
+        return both(simulation, plain, [&](auto& loop) { loop.runUntil(until); });
+    }
+    }
+}
+
+void runBeside(Input& input) {
+    const Scenario scenario = readScenario(input);
+    std::uint64_t judged = 0;
+    std::uint64_t judged_plainly = 0;
+    std::optional<Simulation> simulation;
+    std::optional<PlainLoop> plain;
+    const auto refusal =
+        refusalOf([&] { simulation.emplace(scenario.setup(judged), scenario.horizon); });
+    const auto plain_refusal =
+        refusalOf([&] { plain.emplace(scenario.setup(judged_plainly), scenario.horizon); });
+    promise(refusal == plain_refusal, "both begin alike");
+    bool goes_on = !refusal;
+    while (goes_on && !input.isSpent()) {
+        goes_on = step(input, *simulation, *plain);
+        promise(judged == judged_plainly, "equally many candidates came due");
+    }
+    if (goes_on) {
+        both(*simulation, *plain, [](auto& loop) { loop.drain(); });
+    }
+}
+
+} // namespace
+
+} // namespace Velmora::Fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    Velmora::Fuzz::Input input(std::span(bytes, size));
+    Velmora::Fuzz::runBeside(input);
+    return 0;
+}
