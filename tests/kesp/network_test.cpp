@@ -59,7 +59,7 @@ TEST(Network, RoutesLikeAPlainEdgeList) {
     std::mt19937_64 random(99);
     std::vector<Synapse> list(300);
     for (Synapse& s : list) {
-        s = makeSynapse(random() % 30, random() % 30, 0.1, 9, SynapseType{random() % 2 == 0});
+        s = makeSynapse(random() % 30, random() % 30, 1, 9, static_cast<SynapseType>(random() % 2));
         s.enabled = random() % 4 != 0;
     }
     Network network(30, {list.begin(), list.begin() + 100}, {});
