@@ -186,6 +186,7 @@ class PlainLoop {
     }
 
     void perturb(const Perturbation& perturbation) {
+        validatePerturbation(perturbation);
         if (perturbation.time < now_) {
             throw CausalityViolation("perturbation is in the past");
         }
@@ -210,12 +211,12 @@ class PlainLoop {
     }
 
     void extend(ModelTime horizon) {
-        if (horizon < horizon_ || queue_.now() >= horizon_) {
+        if (horizon < horizon_ || now_ > horizon_ || queue_.now() >= horizon_) {
             throw CausalityViolation("KESP simulation cannot move its horizon back");
         }
         runUntil(horizon_);
         const ModelTime reached = std::exchange(horizon_, horizon);
-        drawAll(reached);
+        drawAll(std::max<ModelTime>(reached, 0));
     }
 
     [[nodiscard]] ModelTime now() const { return now_; }
@@ -357,7 +358,7 @@ bool step(Input& input, Simulation& simulation, PlainLoop& plain) {
         return both(simulation, plain, [](auto& loop) { loop.drain(); });
     case 2: {
         const ModelTime horizon = input.time();
-        const bool refused = horizon < plain.horizon();
+        const bool refused = horizon < plain.horizon() || plain.now() > plain.horizon();
         return both(simulation, plain, [&](auto& loop) { loop.extend(horizon); }) || refused;
     }
     default: {

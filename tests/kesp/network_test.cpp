@@ -63,7 +63,7 @@ TEST(Network, RoutesLikeAPlainEdgeList) {
         s.enabled = random() % 4 != 0;
     }
     Network network(30, {list.begin(), list.begin() + 100}, {});
-    EXPECT_LT(network.outgoing(3).size(), 30U);
+    EXPECT_LT(network.outgoing(3).size(), 30U); // indexed before more are added
     EXPECT_EQ(network.addSynapses(std::span(list).subspan(100)), 100U);
     network.setWeight(7, list[7].weight = 0.7F);
     network.setEnabled(7, list[7].enabled = !list[7].enabled);

@@ -32,7 +32,7 @@ TEST(RandomContext, DrawsTheKnownValuesHoweverMuchElseIsDrawn) {
 TEST(RandomContext, RecordsAndReplays) {
     RandomContext random(7);
     const RandomStream stream = random.stream("b", 2);
-    nextU64(stream);
+    random.setMode("b", 2, StreamMode::Replay, {4});
     random.record();
     const auto draw = [&](const char* s, std::uint64_t i) { return nextU64(random.stream(s, i)); };
     const std::vector<StreamLog> logs = {
