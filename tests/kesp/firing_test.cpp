@@ -39,7 +39,7 @@ TEST(Firing, HazardHasTheKnownValues) {
         return hazardRate(s, {}, f, 7, m);
     };
     EXPECT_EQ(rate({9.0, 0.0, 7, 8}, plain), 0.0);
-    EXPECT_EQ(rate({20.0, 0.0, 7, 7}, plain), 1e6);
+    EXPECT_EQ(rate({std::nan(""), 0.0, 7, 7}, plain), 1e6);
     EXPECT_EQ(rate({3.0, 1.0, 7}, {10.0, 2.0, 2.0, 2.0, 4.0}, 2.0), 295.56224395722603);
     EXPECT_EQ(rate({1.0, 0.0, 7 - 30 * ms}, plain), rate({0.36787944117144233, 0.0, 7}, plain));
     const NeuronState old{.last_update = 8};
@@ -139,7 +139,7 @@ TEST(Firing, HasNoCandidateAfterAnError) {
     EXPECT_EQ(bench.state.candidate_event, none);
     bench.firing = plain;
     bench.schedule(0, 99 * ms);
-    const auto m = [](ModelTime t, auto&, auto&) { return t == half_wait ? 0.55e-12 : 9.0; };
+    const auto m = [](ModelTime t, auto&, auto&) { return t == half_wait ? 0.55e-12 : 0.0; };
     expectError<HazardBoundViolation>([&] { bench.resolve(bench.queue.popNext(), m); },
                                       "KESP hazard upper bound underestimated lambda");
     EXPECT_EQ(std::pair(bench.state.candidate_event, bench.state.last_update), std::pair(none, 0L));

@@ -40,8 +40,7 @@ TEST(PortableMath, HoldsToTheLastBitOverASample) {
     }
     EXPECT_EQ(exp_digest, 0xdb8c'633c'9136'1015U);
     EXPECT_EQ(log_digest, 0x7a08'c351'ff1a'3331U);
-    EXPECT_EQ(portableLog(HUGE_VAL), HUGE_VAL);
-    EXPECT_EQ(portableLog(-0.0), -HUGE_VAL);
+    EXPECT_EQ(std::pair(portableLog(HUGE_VAL), portableLog(-0.0)), std::pair(HUGE_VAL, -HUGE_VAL));
     EXPECT_TRUE(std::isnan(portableExp(std::nan(""))) && std::isnan(portableLog(std::nan(""))));
     EXPECT_TRUE(std::isnan(portableLog(-5e-324)) && std::isnan(portableLog(-HUGE_VAL)));
 }
