@@ -3,13 +3,13 @@
 
 #include "core/kesp/simulation.hpp"
 #include "fuzz/input.hpp"
+#include "fuzz/plain_loop.hpp"
 #include "fuzz/promise.hpp"
 
 #include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <span>
 #include <utility>
@@ -169,111 +169,6 @@ Perturbation readPerturbation(Input& input, ModelTime now) {
     return perturbation;
 }
 
-/// The event loop as its protocol describes it.
-class PlainLoop {
-  public:
-    PlainLoop(SimulationSetup setup, ModelTime horizon)
-        : setup_(std::move(setup)),
-          horizon_(horizon) {
-        if (setup_.firing.size() != setup_.network.nodeCount()) {
-            throw InvalidFiringParameters("KESP simulation needs firing parameters for every node");
-        }
-        neurons_.resize(setup_.firing.size());
-        for (NodeId node = 0; node < neurons_.size(); ++node) {
-            neurons_[node].stream_index = node;
-        }
-        drawAll(0);
-    }
-
-    void perturb(const Perturbation& perturbation) {
-        validatePerturbation(perturbation);
-        if (perturbation.time < now_) {
-            throw CausalityViolation("perturbation is in the past");
-        }
-        for (const std::uint64_t event : schedulePerturbation(perturbation, queue_)) {
-            perturbations_.emplace(event, perturbation);
-        }
-    }
-
-    void runUntil(ModelTime until) {
-        while (const auto event = queue_.popBefore(until)) {
-            dispatch(*event);
-        }
-        now_ = std::max(now_, until);
-    }
-
-    void drain() {
-        runUntil(horizon_);
-        while (!queue_.empty()) {
-            dispatch(queue_.popNext());
-        }
-        now_ = std::max(now_, queue_.now());
-    }
-
-    void extend(ModelTime horizon) {
-        if (horizon < horizon_ || now_ > horizon_ || queue_.now() >= horizon_) {
-            throw CausalityViolation("KESP simulation cannot move its horizon back");
-        }
-        runUntil(horizon_);
-        const ModelTime reached = std::exchange(horizon_, horizon);
-        drawAll(std::max<ModelTime>(reached, 0));
-    }
-
-    [[nodiscard]] ModelTime now() const { return now_; }
-    [[nodiscard]] ModelTime horizon() const { return horizon_; }
-    [[nodiscard]] std::span<const NeuronState> neurons() const { return neurons_; }
-    [[nodiscard]] std::span<const TraceRecord> trace() const { return trace_; }
-    [[nodiscard]] const Network& network() const { return setup_.network; }
-    [[nodiscard]] const OscillatorBank& oscillators() const { return setup_.oscillators; }
-
-  private:
-    void draw(NodeId node, ModelTime now) {
-        scheduleNextCandidate(neurons_[node], setup_.neuron, setup_.firing[node], node, now,
-                              horizon_, setup_.modulation_bound, queue_, setup_.random);
-    }
-
-    void drawAll(ModelTime now) {
-        for (NodeId node = 0; node < neurons_.size(); ++node) {
-            draw(node, now);
-        }
-    }
-
-    void dispatch(const Event& event) {
-        if (event.kind == EventKind::Perturbation) {
-            const Perturbation& perturbation = perturbations_.at(event.sequence);
-            applyPerturbationEvent(event, perturbation, neurons_, setup_.neuron, setup_.network,
-                                   setup_.oscillators, queue_);
-            if (perturbation.type != PerturbationType::PhaseShift) {
-                draw(event.target, event.time);
-            }
-            return;
-        }
-        NeuronState& neuron = neurons_[event.target];
-        if (event.kind != EventKind::SpikeCandidate) {
-            applyNeuronEvent(neuron, setup_.neuron, event);
-            if (event.kind == EventKind::SynapticDelivery) {
-                draw(event.target, event.time);
-            }
-        } else if (event.sequence == neuron.candidate_event) {
-            const CandidateOutcome outcome = resolveCandidate(
-                neuron, setup_.neuron, setup_.firing[event.target], event.target, event, horizon_,
-                setup_.modulation_bound, queue_, setup_.random, setup_.modulation);
-            if (outcome.fired) {
-                trace_.push_back({.node = event.target, .time = event.time});
-                setup_.network.deliverSpike(event.target, event.time, queue_);
-            }
-        }
-    }
-
-    SimulationSetup setup_;
-    ModelTime horizon_;
-    ModelTime now_ = before_any_event;
-    std::vector<NeuronState> neurons_;
-    EventQueue queue_;
-    std::map<std::uint64_t, Perturbation> perturbations_;
-    std::vector<TraceRecord> trace_;
-};
-
 bool haveSameBits(double a, double b) {
     // Which NaN it is depends on how the compiler orders operands.
     return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b) || (a != a && b != b);
@@ -292,6 +187,7 @@ void compare(const Simulation& simulation, const PlainLoop& plain) {
     compareTraces(simulation.trace(), plain.trace());
     promise(simulation.now() == plain.now(), "the times reached agree");
     promise(simulation.horizon() == plain.horizon(), "the horizons agree");
+    promise(simulation.eventCount() == plain.eventCount(), "equally many events were taken");
     for (NodeId node = 0; node < plain.neurons().size(); ++node) {
         const NeuronState& a = simulation.neurons()[node];
         const NeuronState& b = plain.neurons()[node];

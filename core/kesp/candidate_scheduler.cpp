@@ -61,9 +61,9 @@ std::optional<double> deferrableRate(const NeuronState& state, const NeuronParam
     return expCeiling(exponent) * firing.base();
 }
 
-double leastWait(double u, double rate) {
-    return negativeLogFloor(std::max(u, std::numeric_limits<double>::min())) * 1e9 / rate
-           * (1.0 - slack);
+double leastUnitWait(double u) {
+    return negativeLogFloor(std::max(u, std::numeric_limits<double>::min()))
+           * (1e9 * (1.0 - slack));
 }
 
 void CandidateScheduler::draw(ModelTime now) {
@@ -88,22 +88,38 @@ bool CandidateScheduler::defer(ModelTime now) {
     if (start >= context_.horizon) {
         return true;
     }
-    const double u = Runtime::uniform(context_.stream);
-    const double least = leastWait(u, *rate);
-    if (least >= static_cast<double>(context_.horizon - start)) {
+    DeferredCandidate& deferred = context_.deferred;
+    deferred.u = Runtime::uniform(context_.stream);
+    // Mostly the candidate falls after the wake-up that is pending anyway, which shows without a
+    // division.
+    const double until_wake =
+        static_cast<double>(deferred.wake_time) - static_cast<double>(start) + 2.0;
+    if (leastUnitWait(deferred.u) >= until_wake * *rate) {
+        deferred.sequence = context_.queue.reserveSequence();
         return true;
     }
-    DeferredCandidate& deferred = context_.deferred;
+    const ModelTime not_before = notBefore(start, *rate);
+    if (not_before >= context_.horizon) {
+        return true;
+    }
     deferred.sequence = context_.queue.reserveSequence();
-    deferred.u = u;
-    // The candidate lies at least least - 0.5 after start.
-    deferred.not_before = start + static_cast<ModelTime>(least) - 1;
-    if (deferred.not_before <= now) {
+    if (not_before <= now) {
         settle();
-    } else if (deferred.wake_event == none || deferred.not_before < deferred.wake_time) {
-        scheduleWake();
+    } else {
+        scheduleWake(not_before);
     }
     return true;
+}
+
+/// A time after which the candidate deferred falls, `rate` being what deferrableRate says; at most
+/// the horizon.
+ModelTime CandidateScheduler::notBefore(ModelTime start, double rate) const {
+    const double least = leastUnitWait(context_.deferred.u) / rate;
+    if (least >= static_cast<double>(context_.horizon - start)) {
+        return context_.horizon;
+    }
+    // The candidate lies at least least - 0.5 after start.
+    return start + static_cast<ModelTime>(least) - 1;
 }
 
 void CandidateScheduler::settle() {
@@ -116,13 +132,13 @@ void CandidateScheduler::settle() {
                            context_.modulation_bound, context_.queue);
 }
 
-void CandidateScheduler::scheduleWake() {
+void CandidateScheduler::scheduleWake(ModelTime time) {
     DeferredCandidate& deferred = context_.deferred;
     if (deferred.wake_event != none) {
         context_.queue.cancel(deferred.wake_event);
     }
-    deferred.wake_time = deferred.not_before;
-    deferred.wake_event = context_.queue.schedule({.time = deferred.wake_time,
+    deferred.wake_time = time;
+    deferred.wake_event = context_.queue.schedule({.time = time,
                                                    .kind = EventKind::SpikeCandidate,
                                                    .source = context_.node,
                                                    .target = context_.node});
@@ -131,11 +147,19 @@ void CandidateScheduler::scheduleWake() {
 void CandidateScheduler::wake(ModelTime now) {
     DeferredCandidate& deferred = context_.deferred;
     deferred.wake_event = none;
+    deferred.wake_time = end_of_time;
     if (deferred.sequence == none) {
         return;
     }
-    if (deferred.not_before > now) {
-        scheduleWake();
+    const ModelTime drawn_at = context_.state.last_update;
+    const std::optional<double> rate = deferrableRate(
+        context_.state, context_.neuron, context_.firing, drawn_at, context_.modulation_bound);
+    const ModelTime not_before =
+        notBefore(candidateStart(context_.state, context_.neuron, drawn_at), rate.value());
+    if (not_before >= context_.horizon) {
+        deferred.sequence = none;
+    } else if (not_before > now) {
+        scheduleWake(not_before);
     } else {
         settle();
     }

@@ -26,13 +26,12 @@ struct DeferredCandidate {
     std::uint64_t sequence = none;
     /// The uniform number drawn.
     double u = 0.0;
-    /// The candidate falls after this time.
-    ModelTime not_before = 0;
     /// The neuron's pending wake-up event, or `none`: a SpikeCandidate event that is not the
     /// neuron's candidate_event. It may serve a later draw than the one for which it was scheduled.
     std::uint64_t wake_event = none;
-    /// The time of wake_event, while there is one.
-    ModelTime wake_time = 0;
+    /// The time of wake_event, which the candidate deferred falls after; end_of_time while there is
+    /// none.
+    ModelTime wake_time = end_of_time;
 };
 
 /// A rate, in Hz, that the neuron's hazard bound from `now` on does not exceed, if its next
@@ -46,9 +45,10 @@ struct DeferredCandidate {
                                                    const PreparedFiring& firing, ModelTime now,
                                                    double modulation_bound);
 
-/// At most the waiting time, in ns, that waitOfDraw makes of u for a bound that is at most `rate`
-/// (Hz).
-[[nodiscard]] double leastWait(double u, double rate);
+/// At most 1e9 times the waiting time that waitOfDraw makes of u for a bound of 1 Hz, by so much
+/// that divided by a rate (Hz) it is at most the waiting time, in ns, for any bound that is at most
+/// that rate.
+[[nodiscard]] double leastUnitWait(double u);
 
 /// The candidates of one neuron, for the duration of one event: everything is borrowed.
 ///
@@ -93,7 +93,8 @@ class CandidateScheduler {
 
   private:
     bool defer(ModelTime now);
-    void scheduleWake();
+    [[nodiscard]] ModelTime notBefore(ModelTime start, double rate) const;
+    void scheduleWake(ModelTime time);
 
     Context context_;
 };

@@ -1,15 +1,16 @@
 #pragma once
 
 #include "core/kesp/event.hpp"
+#include "core/kesp/event_lists.hpp"
 #include "core/kesp/sequence_set.hpp"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace Velmora::Core::Kesp {
@@ -21,19 +22,21 @@ namespace Velmora::Core::Kesp {
 /// orders all events and the queue's inner layout never shows. An event scheduled at the current
 /// time comes out after every event of that time which is already queued.
 ///
-/// Inside it is a monotone radix heap (Ahuja, Mehlhorn, Orlin and Tarjan 1990): since nothing is
-/// ever scheduled before now(), an event can wait in the bucket numbered by the highest bit in
-/// which its time differs from now(). When the lowest bucket's turn comes, now() becomes the
-/// earliest time in it and its events move to lower buckets. Events of equal time always share a
-/// bucket and every move keeps the order inside it: scheduling order, but for events scheduled
-/// under a reserved number, which is put right when their time has come.
+/// Inside it is a monotone radix heap (Ahuja, Mehlhorn, Orlin and Tarjan 1990) with a sorted front.
+/// The next few events stand in front, sorted. All others wait in lists: each by the position of
+/// the highest hexadecimal digit in which its time differs from a pivot, and by that digit. The
+/// pivot is not later than any of them, so the lists are in the order of time, and what is within
+/// one is not. When the front has been taken, the lowest list becomes the front if it is short;
+/// otherwise its earliest time becomes the pivot, and its events move to lower lists. An event
+/// scheduled before the front's end is put in its place there.
 ///
 /// Withdrawal is lazy: it only takes the sequence number out of the set of live ones. The event
-/// itself is dropped when its bucket's turn comes, or when stale events outnumber the live ones and
-/// all buckets are swept. So memory is bounded by the greatest number of events that were live at
-/// once, however many are scheduled and withdrawn.
+/// itself is dropped when its list's turn comes, or when stale events outnumber the live ones and
+/// all are swept out. So memory is bounded by the greatest number of events that were live at once,
+/// however many are scheduled and withdrawn.
 ///
-/// A queue belongs to one run on one thread.
+/// A queue belongs to one run on one thread. One that was moved from can only be assigned to or
+/// destroyed.
 class EventQueue final : public IEventSink {
   public:
     /// An empty queue that numbers its events from `first_sequence` on.
@@ -80,8 +83,8 @@ class EventQueue final : public IEventSink {
     /// Throws EmptyEventQueue "popNext on empty KESP event queue" when no live event remains.
     Event popNext();
 
-    /// As popNext, but only if the earliest event lies before `end`; otherwise nothing, and the
-    /// queue is unchanged.
+    /// As popNext, but only if the earliest event lies before `end`; otherwise nothing, and now()
+    /// stays.
     std::optional<Event> popBefore(ModelTime end) {
         return popBefore(end, [](const Event&) {});
     }
@@ -91,10 +94,10 @@ class EventQueue final : public IEventSink {
     /// announced is not defined.
     template <std::invocable<const Event&> Approach>
     std::optional<Event> popBefore(ModelTime end, const Approach& approach) {
-        if (end <= none_before_ || !findEarliest(end - 1, approach)) {
+        if (!fillFront(approach) || front_[next_in_front_].time >= end) {
             return std::nullopt;
         }
-        return takeEarliest();
+        return takeFirst();
     }
 
     /// Withdraws a scheduled event; now() stays. Returns false, and changes nothing, when the
@@ -119,118 +122,146 @@ class EventQueue final : public IEventSink {
     [[nodiscard]] ModelTime now() const { return now_; }
 
   private:
-    using Bucket = std::vector<Event>;
-    struct TimeRange {
-        ModelTime earliest;
-        ModelTime latest;
-    };
-
-    /// Stale or taken events that are not worth a sweep.
-    static constexpr std::size_t sweep_slack = 64;
-    /// The events of a bucket this small are near enough to be announced.
-    static constexpr std::size_t near_bucket = 32;
-    /// One for each bit in which two times can differ.
-    static constexpr std::size_t differing_buckets = 64;
-
-    /// 0 for now() itself, otherwise 1 + the highest bit in which the time differs from now().
-    [[nodiscard]] std::size_t bucketOf(ModelTime time) const {
-        return static_cast<std::size_t>(
-            std::bit_width(static_cast<std::uint64_t>(time) ^ static_cast<std::uint64_t>(now_)));
-    }
-
-    /// The bit in occupied_ of a bucket above 0; nothing for bucket 0.
-    [[nodiscard]] static std::uint64_t flagOf(std::size_t bucket) {
-        return bucket == 0 ? 0 : std::uint64_t{1} << (bucket - 1);
-    }
-
     [[noreturn]] static void throwCausalityViolation();
     [[noreturn]] static void throwSequenceExhausted();
 
-    void store(const Event& event, std::uint64_t sequence) {
-        const std::size_t bucket = bucketOf(event.time);
-        buckets_[bucket].push_back(event);
-        buckets_[bucket].back().sequence = sequence;
-        occupied_ |= flagOf(bucket);
-        none_before_ = std::min(none_before_, event.time);
-        ++stored_;
-        live_.insert(sequence);
+    /// A time as an unsigned number: in the same order, with negative times first.
+    using Ticks = std::uint64_t;
+    /// Which list: the position of a digit, counted from the lowest, and its value.
+    struct ListNumber {
+        std::size_t position;
+        std::size_t digit;
+    };
+    static constexpr std::size_t bits_per_digit = 4;
+    static constexpr std::size_t digit_values = 16;
+    static constexpr std::size_t digit_count = 16;
+
+    /// Stale or taken events that are not worth a sweep.
+    static constexpr std::size_t sweep_slack = 64;
+    /// A list this short is sorted rather than spread over others.
+    static constexpr std::size_t longest_sorted = 32;
+    /// When as many events stand in front, the later half is moved back to the lists.
+    static constexpr std::ptrdiff_t longest_front = 64;
+
+    static constexpr Ticks ticksOf(ModelTime time) {
+        return static_cast<Ticks>(time) ^ (Ticks{1} << 63U);
     }
 
-    template <typename Approach>
-    bool findEarliest(ModelTime last, const Approach& approach);
-    template <typename Approach>
-    void distribute(Bucket& bucket, const Approach& approach);
-    void sortCurrent();
-    Event takeEarliest();
+    /// The list of a time that is not before the pivot. All times equal to the pivot in all but
+    /// their lowest digit are at position 0.
+    [[nodiscard]] ListNumber listOf(ModelTime time) const {
+        const Ticks ticks = ticksOf(time);
+        const auto highest_bit =
+            static_cast<std::size_t>(std::bit_width((ticks ^ pivot_) | 1U)) - 1;
+        const std::size_t position = highest_bit / bits_per_digit;
+        return {.position = position,
+                .digit = (ticks >> (position * bits_per_digit)) % digit_values};
+    }
+
+    Event& append(const Event& event) {
+        const auto [position, digit] = listOf(event.time);
+        Event& appended = memory_.append(lists_[position][digit], event);
+        occupied_digits_[position] |= 1U << digit;
+        occupied_positions_ |= 1U << position;
+        return appended;
+    }
+
+    template <std::invocable<const Event&> Visit>
+    void drainLive(const EventLists::List& list, const Visit& visit);
+    template <std::invocable<const Event&> Approach>
+    bool fillFront(const Approach& approach);
+    EventLists::List takeList(ListNumber number);
+
+    void store(const Event& event, std::uint64_t sequence);
+    void insertInFront(Event event, std::uint64_t sequence);
+    void sortFront();
+    void shortenFront();
+    Event takeFirst();
     void dropTaken();
-    TimeRange dropStale(Bucket& bucket);
+    void rebuildLists(Ticks pivot);
     void sweep();
 
-    /// Events in scheduling order among those of equal time. Bucket 0 holds those at now() and is
-    /// read from next_current_ on.
-    std::array<Bucket, 1 + differing_buckets> buckets_;
-    std::size_t next_current_ = 0;
-    /// Bit b is set when bucket b + 1 holds events.
-    std::uint64_t occupied_ = 0;
-    /// Events in the buckets, stale ones included.
+    /// The earliest events from next_in_front_ on, in order; those before it have been taken.
+    std::vector<Event> front_;
+    std::size_t next_in_front_ = 0;
+    /// All events up to this time stand in front.
+    ModelTime front_end_ = before_any_event;
+
+    /// The other events, by position and digit. Those of a list are in no order.
+    std::array<std::array<EventLists::List, digit_values>, digit_count> lists_;
+    /// By position: which lists hold events, one bit a digit.
+    std::array<std::uint32_t, digit_count> occupied_digits_{};
+    /// The positions with such lists, one bit each.
+    std::uint32_t occupied_positions_ = 0;
+    /// No event in a list is earlier. It may have run ahead of now_, but by no more than
+    /// front_end_: what is scheduled before it comes in front.
+    Ticks pivot_ = ticksOf(before_any_event);
+    EventLists memory_;
+
+    /// Events in front and in the lists, stale ones included.
     std::size_t stored_ = 0;
     SequenceSet live_;
     std::uint64_t next_sequence_;
     ModelTime now_ = before_any_event;
-    /// No live event lies before this time, so that many a look ahead need not search.
-    ModelTime none_before_ = before_any_event;
 };
 
-/// Brings the earliest live event to the front of bucket 0 if its time is at most `last`. Returns
-/// whether it did; when not, now() stays.
-template <typename Approach>
-bool EventQueue::findEarliest(ModelTime last, const Approach& approach) {
-    Bucket& current = buckets_[0];
-    for (; next_current_ < current.size(); ++next_current_, --stored_) {
-        if (live_.contains(current[next_current_].sequence)) {
-            return true;
-        }
-    }
-    current.clear();
-    next_current_ = 0;
-    while (occupied_ != 0) {
-        const auto lowest = static_cast<std::size_t>(std::countr_zero(occupied_)) + 1;
-        Bucket& bucket = buckets_[lowest];
-        const auto [earliest, latest] = dropStale(bucket);
-        if (!bucket.empty() && earliest > last) {
-            none_before_ = earliest;
-            return false;
-        }
-        occupied_ &= ~flagOf(lowest);
-        if (bucket.empty()) {
-            continue;
-        }
-        now_ = earliest;
-        none_before_ = earliest;
-        if (earliest == latest) {
-            bucket.swap(current);
+/// Drains a list, dropping the stale events.
+template <std::invocable<const Event&> Visit>
+void EventQueue::drainLive(const EventLists::List& list, const Visit& visit) {
+    memory_.drain(list, [&](const Event& event) {
+        if (live_.contains(event.sequence)) {
+            visit(event);
         } else {
-            distribute(bucket, approach);
+            --stored_;
         }
-        sortCurrent();
-        return true;
-    }
-    return false;
+    });
 }
 
-/// Moves the events of a bucket to those that are theirs since now() has changed.
-template <typename Approach>
-void EventQueue::distribute(Bucket& bucket, const Approach& approach) {
-    const bool is_near = bucket.size() <= near_bucket;
-    for (const Event& event : bucket) {
-        if (is_near) {
-            approach(event);
+/// Sees to it that the first event in front is the earliest live one. Returns whether there is one.
+template <std::invocable<const Event&> Approach>
+bool EventQueue::fillFront(const Approach& approach) {
+    for (;;) {
+        for (; next_in_front_ < front_.size(); ++next_in_front_, --stored_) {
+            if (live_.contains(front_[next_in_front_].sequence)) {
+                return true;
+            }
         }
-        const std::size_t lower = bucketOf(event.time);
-        buckets_[lower].push_back(event);
-        occupied_ |= flagOf(lower);
+        front_.clear();
+        next_in_front_ = 0;
+        if (occupied_positions_ == 0) {
+            return false;
+        }
+        const auto position = static_cast<std::size_t>(std::countr_zero(occupied_positions_));
+        const auto digit = static_cast<std::size_t>(std::countr_zero(occupied_digits_[position]));
+        const EventLists::List list = takeList({.position = position, .digit = digit});
+        if (position == 0 || list.size() <= longest_sorted) {
+            const std::uint64_t lower_digits =
+                (std::uint64_t{1} << (position * bits_per_digit)) - 1;
+            front_end_ = list.earliest() | static_cast<ModelTime>(lower_digits);
+            drainLive(list, [&](const Event& event) {
+                approach(event);
+                front_.push_back(event);
+            });
+            sortFront();
+        } else {
+            pivot_ = ticksOf(list.earliest());
+            front_end_ = list.earliest() - 1; // all may turn out to be stale
+            drainLive(list, [this](const Event& event) { append(event); });
+        }
     }
-    bucket.clear();
+}
+
+/// Takes the first event in front.
+inline Event EventQueue::takeFirst() {
+    const Event event = front_[next_in_front_++];
+    now_ = event.time;
+    --stored_;
+    live_.erase(event.sequence);
+    // Where ever more is scheduled in front, it never runs empty.
+    if (next_in_front_ >= sweep_slack && 2 * next_in_front_ >= front_.size()) {
+        dropTaken();
+    }
+    return event;
 }
 
 } // namespace Velmora::Core::Kesp

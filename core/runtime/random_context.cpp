@@ -6,7 +6,7 @@
 
 namespace Velmora::Core::Runtime {
 
-std::uint64_t nextU64(RandomStream stream) {
+std::uint64_t nextLoggedU64(RandomStream stream) {
     StreamRecord& record = *stream.record;
     if (record.mode == StreamMode::Replay) {
         if (record.cursor >= record.log.size()) {
@@ -15,16 +15,8 @@ std::uint64_t nextU64(RandomStream stream) {
         return record.log[record.cursor++];
     }
     record.state += golden_increment;
-    const std::uint64_t value = mix(record.state);
-    if (record.mode == StreamMode::Record) {
-        record.log.push_back(value);
-    }
-    return value;
-}
-
-double uniform(RandomStream stream) {
-    constexpr double two_to_minus_53 = 1.0 / 9007199254740992.0;
-    return static_cast<double>(nextU64(stream) >> 11U) * two_to_minus_53;
+    record.log.push_back(mix(record.state));
+    return record.log.back();
 }
 
 RandomContext::RandomContext(std::uint64_t root_seed) : root_seed_(root_seed) {}

@@ -87,13 +87,24 @@ inline constexpr std::uint64_t golden_increment = 0x9e37'79b9'7f4a'7c15U;
     return mix(mix(nameHash(name) ^ mix(root_seed + golden_increment)) ^ index);
 }
 
+/// The stream's next raw value, by its mode, which is not Live. Throws as nextU64.
+std::uint64_t nextLoggedU64(RandomStream stream);
+
 /// The stream's next raw value, by its mode.
 /// Throws ReplayExhausted when a stream in replay has no value left; its cursor stays at the end.
-std::uint64_t nextU64(RandomStream stream);
+inline std::uint64_t nextU64(RandomStream stream) {
+    if (stream.record->mode != StreamMode::Live) {
+        return nextLoggedU64(stream);
+    }
+    return mix(stream.record->state += golden_increment);
+}
 
 /// The stream's next uniform number: the upper 53 bits of nextU64 times 2^-53, in [0, 1). Throws as
 /// nextU64.
-double uniform(RandomStream stream);
+inline double uniform(RandomStream stream) {
+    constexpr double two_to_minus_53 = 1.0 / 9007199254740992.0;
+    return static_cast<double>(nextU64(stream) >> 11U) * two_to_minus_53;
+}
 
 /// All randomness of one run, drawn from one root seed.
 ///

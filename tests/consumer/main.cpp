@@ -45,11 +45,4 @@ int main() {
     } catch (const InvalidSynapse& error) {
         std::cout << "exception: " << error.what() << '\n';
     }
-    Runtime::RandomContext exhausted(1);
-    exhausted.replay({});
-    try {
-        exhausted.uniform("noise", 0);
-    } catch (const Runtime::ReplayExhausted& error) {
-        std::cout << "exception: " << error.what() << '\n';
-    }
 }

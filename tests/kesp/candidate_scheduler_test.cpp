@@ -1,5 +1,6 @@
 #include "core/kesp/candidate_scheduler.hpp"
 #include "core/kesp/simulation.hpp"
+#include "fuzz/plain_loop.hpp"
 #include "tests/support/trace_digest.hpp"
 
 #include <cmath>
@@ -55,13 +56,13 @@ TEST(CandidateScheduler, BoundsThePlainFormulas) {
         const double bound = hazardBound(state, neuron, firing, now, to, modulation_bound);
         const double u = draws.oneIn(4) ? 1.0 - draws.uniform() * 0x1p-30 : draws.uniform();
         for (const double uniform : {u, 0.0, 0x1p-53, 0.5, 1.0 - 0x1p-53}) {
-            ASSERT_LE(leastWait(uniform, *rate), waitOfDraw(uniform, bound) * 1e9);
+            ASSERT_LE(leastUnitWait(uniform) / *rate, waitOfDraw(uniform, bound) * 1e9);
         }
         ASSERT_GT(bound, 0.0);
         ASSERT_LE(bound, *rate);
         if (firing.adaptation_coupling * state.adaptation == 0.0 && state.potential >= 0.0) {
             ASSERT_LE(*rate, bound * 1.0621) << "then the bounds are close";
-            ASSERT_GE(leastWait(u, *rate), waitOfDraw(u, bound) * 1e9 / 1.0621 * 0.87);
+            ASSERT_GE(leastUnitWait(u) / *rate, waitOfDraw(u, bound) * 1e9 / 1.0621 * 0.87);
         }
     }
     EXPECT_GT(deferrable, 100'000);
@@ -119,47 +120,21 @@ TEST(CandidateScheduler, NeverShowsInARun) {
         firing.front() = {
             .baseline_rate = 1e5, .threshold = draws.between(2.0, 6.0), .max_hazard = 1e5};
         constexpr ModelTime horizon = 200 * nanoseconds_per_millisecond;
-        Network network(nodes, synapses, {});
-        Simulation simulation({network, neuron, firing, Core::Runtime::RandomContext(seed)},
-                              horizon);
-        simulation.drain();
-
-        Core::Runtime::RandomContext random(seed);
-        EventQueue queue;
-        std::vector<NeuronState> neurons(nodes);
-        std::vector<TraceRecord> trace;
-        const auto draw = [&](NodeId n, ModelTime now) {
-            scheduleNextCandidate(neurons[n], neuron, firing[n], n, now, horizon, 0.0, queue,
-                                  random);
+        const auto setup = [&]() -> SimulationSetup {
+            return {Network(nodes, synapses, {}), neuron, firing,
+                    Core::Runtime::RandomContext(seed)};
         };
-        for (NodeId n = 0; n < nodes; ++n) {
-            neurons[n].stream_index = n;
-            draw(n, 0);
-        }
-        std::uint64_t events = 0;
-        for (; !queue.empty(); ++events) {
-            const Event e = queue.popNext();
-            if (e.kind == EventKind::SpikeCandidate) {
-                if (resolveCandidate(neurons[e.target], neuron, firing[e.target], e.target, e,
-                                     horizon, 0.0, queue, random, {})
-                        .fired) {
-                    trace.push_back({.node = e.target, .time = e.time});
-                    network.deliverSpike(e.target, e.time, queue);
-                }
-                continue;
-            }
-            applyNeuronEvent(neurons[e.target], neuron, e);
-            if (e.kind == EventKind::SynapticDelivery) {
-                draw(e.target, e.time);
-            }
-        }
-        ASSERT_EQ(traceDigest(simulation.trace()), traceDigest(trace)) << "seed " << seed;
-        ASSERT_EQ(simulation.eventCount(), events);
+        Simulation simulation(setup(), horizon);
+        Fuzz::PlainLoop plain(setup(), horizon);
+        simulation.drain();
+        plain.drain();
+        ASSERT_EQ(traceDigest(simulation.trace()), traceDigest(plain.trace())) << "seed " << seed;
+        ASSERT_EQ(simulation.eventCount(), plain.eventCount());
         for (const NeuronState& state : simulation.neurons()) {
             ASSERT_EQ(state.candidate_bound, 0.0);
             ASSERT_EQ(state.candidate_event, none);
         }
-        spikes += trace.size();
+        spikes += plain.trace().size();
     }
     EXPECT_GT(spikes, 4'000);
 }

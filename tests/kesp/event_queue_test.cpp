@@ -1,5 +1,6 @@
 #include "core/kesp/errors.hpp"
 #include "core/kesp/event_queue.hpp"
+#include "tests/support/allocated_bytes.hpp"
 #include "tests/support/expect_error.hpp"
 
 #include <random>
@@ -71,6 +72,79 @@ TEST(EventQueue, AgreesWithASortedSet) {
             ASSERT_EQ(std::pair(queue.size(), queue.now()), std::pair(model.size(), now));
         }
     }
+}
+
+TEST(EventQueue, NeedsNoMemoryForWhatIsGone) {
+    EventQueue queue;
+    const std::size_t bytes_before = allocatedBytes();
+    queue.schedule({.time = 0});
+    for (int k = 0; k < 1'000'000; ++k) {
+        queue.schedule({.time = 0});
+        queue.popNext();
+    }
+    std::mt19937 random(1);
+    for (ModelTime k = 0; k < 1'000'000; ++k) {
+        const std::uint64_t sequence = queue.schedule({.time = 1'000'000 - k});
+        if (random() % 20'000 != 0) {
+            queue.cancel(sequence);
+        }
+    }
+    EXPECT_LT(allocatedBytes() - bytes_before, 2'000'000) << "all events would take 64,000,000";
+    ModelTime latest = -1;
+    for (std::size_t left = queue.size(); left > 0; --left) {
+        const ModelTime time = queue.popNext().time;
+        EXPECT_LT(latest, time);
+        latest = time;
+    }
+}
+
+// Where few of many are left, where the queue has looked ahead, and where ever more comes at once.
+TEST(EventQueue, KeepsTheOrderOfACrowd) {
+    EventQueue queue;
+    std::set<std::pair<ModelTime, std::uint64_t>> model;
+    const auto schedule = [&](ModelTime time) {
+        model.emplace(time, queue.schedule({.time = time}));
+    };
+    const auto take = [&](std::size_t count) {
+        for (; count > 0; --count) {
+            const Event event = queue.popNext();
+            ASSERT_EQ(std::pair(event.time, event.sequence), *model.begin());
+            model.erase(model.begin());
+        }
+    };
+    const auto withdrawFirst = [&] {
+        ASSERT_TRUE(queue.cancel(model.begin()->second));
+        model.erase(model.begin());
+    };
+    schedule(0);
+    EXPECT_FALSE(queue.cancel(5 * 4'096 + 63 * 64)) << "the last word of a page unknown";
+    schedule(-1);
+    take(2);
+    for (std::uint64_t k = 0; k < 50; ++k) {
+        schedule(3'000'000);
+        withdrawFirst();
+    }
+    ASSERT_FALSE(queue.popBefore(end_of_time));
+    schedule(3'000'001);
+    schedule(2'000'000);
+    take(2);
+    for (ModelTime k = 0; k < 100; ++k) {
+        schedule(4'000'000);
+    }
+    ASSERT_FALSE(queue.popBefore(4'000'000));
+    for (std::uint64_t k = 0; k < 80; ++k) {
+        withdrawFirst();
+    }
+    ASSERT_FALSE(queue.popBefore(4'000'000));
+    for (ModelTime k = 0; k < 1'000; ++k) {
+        schedule(3'000'001 + k * 777 % 1'000 * 999);
+    }
+    take(1'015);
+    for (ModelTime k = 0; k < 500; ++k) {
+        schedule(queue.now() + k % 5 / 4);
+    }
+    take(model.size());
+    EXPECT_TRUE(queue.empty());
 }
 
 } // namespace Velmora::Tests
