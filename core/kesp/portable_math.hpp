@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <limits>
 
-#if defined(__FAST_MATH__) || defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__
+#if defined(__FAST_MATH__) || defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__                \
+    || defined(__ASSOCIATIVE_MATH__) || defined(__RECIPROCAL_MATH__)
 #error "the core's results are fixed to the last bit: build it without fast-math"
 #endif
 #if !defined(FLT_EVAL_METHOD) || FLT_EVAL_METHOD != 0
