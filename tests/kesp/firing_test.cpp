@@ -80,6 +80,7 @@ TEST(Firing, BoundIsTheGreatestHazardOnTheGrid) {
         EXPECT_NEAR(hazardBound(state, p, firing, from, to, 0.25), greatest, 5e-15 * greatest);
     }
     EXPECT_EQ(hazardBound({}, {}, plain, 0, 1, 0.0), 40.00000000000032);
+    EXPECT_EQ(hazardRate({}, {}, {}, 0, 0.0), 0.5);
     expectError<NeuronCausalityViolation>([] { return hazardBound({}, {}, {}, 8, 7, HUGE_VAL); },
                                           "KESP hazard interval runs backwards");
     expectError<InvalidFiringParameters>([] { return hazardBound({}, {}, {}, 8, 8, HUGE_VAL); },

@@ -45,7 +45,7 @@ TEST(Intervention, ActsOnTheTargetOfAnEventAlone) {
     EXPECT_EQ(act(ForceSpike, 0, 1, 0), std::tuple(1, 0, 0, 30 * ms, none, 1, 0.5, 0));
     EXPECT_EQ(act(ForceSpike, 0, 1, 0, 9), std::tuple(0, 1, 1, 9, 0, 0, 0.5, 0));
     EXPECT_EQ(act(PhaseShift, -1, 70, 0), std::tuple(1, 0, 1, 0, 0, 0, 0.5, 5.283185307179586));
-    EXPECT_EQ(act(SynapseWeight, 0.25, 0, 1), std::tuple(1, 0, 1, 0, 0, 0, 0.75, 0));
+    EXPECT_EQ(act(SynapseWeight, 0x1p-11 - 0.5, 0, 1), std::tuple(1, 0, 1, 0, 0, 0, 0x1p-11, 0));
     EXPECT_EQ(act(SynapseWeight, -0.75, 0, 1), std::tuple(1, 0, 1, 0, 0, 0, 0, 0));
 }
 
@@ -63,7 +63,7 @@ TEST(Intervention, RefusesBeforeAnythingChanges) {
     refuses("perturbation strength must be finite", {.type = Inhibit, .strength = -HUGE_VAL});
     refuses("inhibition strength is a magnitude; the type carries the sign",
             {.type = Inhibit, .strength = -0.2});
-    const Perturbation early{.time = 8, .type = Inhibit, .strength = -0.0};
+    const Perturbation early{.time = 8, .type = Inhibit, .strength = -Perturbation{}.strength};
     expectError<CausalityViolation>([&] { schedulePerturbation(early, b.queue); },
                                     "perturbation is in the past");
     for (const Event& e : {Event{0, 0, {}}, {1, 0, perturbed}, {0, 0, perturbed, 0, 0, 0, 0, 1}}) {

@@ -36,6 +36,8 @@ TEST(Network, ValidatesSynapsesBeforeAnythingChanges) {
 
 TEST(Network, GuardsItsIdentifiersAndTimes) {
     const Synapse synapse = makeSynapse(1, 0, 0.35, 1, inhibitory);
+    const auto& [source, target, weight, delay, type, e0, e1, e2, enabled, e3, e4] = synapse;
+    EXPECT_EQ(std::tuple(e0, e1, e2, e3, e4), std::tuple(0, 0, 0, ~0U, none));
     Network network(3, {synapse, makeSynapse(1, 2, 1.0, 2, inhibitory)}, {1});
     const auto refuses = [](auto operation) {
         expectError<SynapseRoutingViolation>(operation, "KESP synapse EdgeId is out of range");
@@ -47,6 +49,8 @@ TEST(Network, GuardsItsIdentifiersAndTimes) {
     fails(bad_weight, [&] { network.setWeight(2, std::nanf("")); });
     expectError<SynapseRoutingViolation>([&] { return network.outgoing(3); },
                                          "KESP source NodeId is out of range");
+    expectError<std::length_error>([] { return Network(none, {}, {}).outgoing(0); },
+                                   "KESP network has too many nodes for a routing index");
     Network::checkEdgeIdSpace(none - 2, 1);
     fails("KESP synapse EdgeId space exhausted", [] { Network::checkEdgeIdSpace(none - 1, 1); });
     EventQueue queue; // which keeps what was delivered before an overflow

@@ -16,6 +16,7 @@ TEST(Neuron, DecaysAndTakesEventsByKind) {
     EXPECT_EQ(decayValue(-1.0, 30e6, 30 * ms, e_to_minus_1), -e_to_minus_1);
     EXPECT_EQ(decayValue(-1.0, 30e6, 30 * ms, std::nextafter(e_to_minus_1, 1.0)), 0.0);
     EXPECT_EQ(decayValue(1e-16, 0.0, 30 * ms, 1e-15), 1e-16);
+    EXPECT_EQ(NeuronParameters{}.flush_below, 1e-15);
     for (const int kind : {0, 1, 2, 3, 4, 5}) {
         NeuronState n{1.0, 2.0, 5 * ms, 0, 0.0, 0, 8};
         const Event event{.time = 35 * ms, .kind = static_cast<EventKind>(kind), .value = -0.5};

@@ -58,10 +58,13 @@ TEST(Simulation, MovesItsHorizonForwardOnly) {
                                     "perturbation is in the past");
     simulation.extend(400 * second);
     simulation.perturb(shiftAt(simulation.now()));
-    simulation.perturb(shiftAt(500 * second));
+    simulation.perturb(shiftAt(400 * second));
     simulation.drain();
+    expectError<CausalityViolation>([&] { simulation.extend(400 * second); }, text);
     EXPECT_NEAR(static_cast<double>(simulation.trace().size()), 28'571, 4.5 * 151);
     EXPECT_EQ(simulation.oscillators().phaseShifts()[1], 2.0);
+    simulation.perturb(shiftAt(500 * second));
+    simulation.drain();
     simulation.run(); // to a horizon that lies behind
     EXPECT_EQ(simulation.now(), 500 * second);
     expectError<CausalityViolation>([&] { simulation.extend(500 * second); }, text);

@@ -31,6 +31,9 @@ TEST(Competition, IsRefusedAtTheFirstRuleThatFails) {
     validateCompetition({even, 1.0, 3.0, 0, 0, -0.0, 0, 0, 0, {}});
     validateCompetition({{{0, 1, 2, 3}, {4, 5}}, 1.0, 3.0, -1, -1, 0, 0, 0, 0, {}});
     validateCompetition({{{0}, {1, 2, 3}}, 1.0, 99.0, 0, 0, 0, 0, 0, 0, {}});
+    const auto& [c, recurrent, lateral, d0, d1, broadcast, feedback, d2, d3, m] = CompetitionSpec{};
+    EXPECT_EQ(std::tuple(recurrent, lateral, broadcast, feedback, d0, d1, d2, d3),
+              std::tuple(0.0, 0.0, 0.0, 0.0, 0, 0, 0, 0));
 }
 
 } // namespace Velmora::Tests
