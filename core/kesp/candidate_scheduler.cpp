@@ -81,7 +81,7 @@ void CandidateScheduler::draw(ModelTime now) {
 bool CandidateScheduler::defer(ModelTime now) {
     const std::optional<double> rate = deferrableRate(
         context_.state, context_.neuron, context_.firing, now, context_.modulation_bound);
-    if (!rate || context_.horizon > greatest_horizon) {
+    if (!rate || now < 0 || context_.horizon > greatest_horizon) {
         return false;
     }
     const ModelTime start = candidateStart(context_.state, context_.neuron, now);
@@ -91,9 +91,9 @@ bool CandidateScheduler::defer(ModelTime now) {
     DeferredCandidate& deferred = context_.deferred;
     deferred.u = Runtime::uniform(context_.stream);
     // Mostly the candidate falls after the wake-up that is pending anyway, which shows without a
-    // division.
-    const double until_wake =
-        static_cast<double>(deferred.wake_time) - static_cast<double>(start) + 2.0;
+    // division. The difference is one of integers: doubles near late times are further apart than
+    // what is added.
+    const double until_wake = static_cast<double>(deferred.wake_time - start) + 2.0;
     if (leastUnitWait(deferred.u) >= until_wake * *rate) {
         deferred.sequence = context_.queue.reserveSequence();
         return true;
