@@ -23,8 +23,7 @@ class EventLists {
       public:
         /// The number of events.
         [[nodiscard]] std::size_t size() const { return size_; }
-        /// No event of the list lies before this time, and one that was appended lay at it;
-        /// end_of_time when the list is empty.
+        /// The time of its earliest event; end_of_time when it is empty.
         [[nodiscard]] ModelTime earliest() const { return earliest_; }
 
       private:

@@ -85,7 +85,7 @@ void EventQueue::shortenFront() {
     const ModelTime middle = (first + longest_front / 2)->time;
     front_end_ = middle > first->time ? middle - 1 : middle;
     if (ticksOf(front_end_) < pivot_) { // many events have come to a gap before the pivot
-        rebuildLists(ticksOf(now_));
+        rebuildLists(ticksOf(front_end_));
     }
     const auto later = std::ranges::upper_bound(first, front_.end(), front_end_, {}, &Event::time);
     std::for_each(later, front_.end(), [this](const Event& event) { append(event); });

@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace Velmora::Core::Kesp {
@@ -28,7 +27,8 @@ namespace Velmora::Core::Kesp {
 /// pivot is not later than any of them, so the lists are in the order of time, and what is within
 /// one is not. When the front has been taken, the lowest list becomes the front if it is short;
 /// otherwise its earliest time becomes the pivot, and its events move to lower lists. An event
-/// scheduled before the front's end is put in its place there.
+/// scheduled before the front's end is put in its place there. A front that grows long gives its
+/// later half back to the lists; should the pivot lie beyond it, they are all rebuilt.
 ///
 /// Withdrawal is lazy: it only takes the sequence number out of the set of live ones. The event
 /// itself is dropped when its list's turn comes, or when stale events outnumber the live ones and
@@ -94,7 +94,7 @@ class EventQueue final : public IEventSink {
     /// announced is not defined.
     template <std::invocable<const Event&> Approach>
     std::optional<Event> popBefore(ModelTime end, const Approach& approach) {
-        if (!fillFront(approach) || front_[next_in_front_].time >= end) {
+        if (!fillFront(approach, end) || front_[next_in_front_].time >= end) {
             return std::nullopt;
         }
         return takeFirst();
@@ -154,8 +154,8 @@ class EventQueue final : public IEventSink {
         const auto highest_bit =
             static_cast<std::size_t>(std::bit_width((ticks ^ pivot_) | 1U)) - 1;
         const std::size_t position = highest_bit / bits_per_digit;
-        return {.position = position,
-                .digit = (ticks >> (position * bits_per_digit)) % digit_values};
+        const Ticks digit = (ticks >> (position * bits_per_digit)) % digit_values;
+        return {.position = position, .digit = static_cast<std::size_t>(digit)};
     }
 
     Event& append(const Event& event) {
@@ -169,7 +169,7 @@ class EventQueue final : public IEventSink {
     template <std::invocable<const Event&> Visit>
     void drainLive(const EventLists::List& list, const Visit& visit);
     template <std::invocable<const Event&> Approach>
-    bool fillFront(const Approach& approach);
+    bool fillFront(const Approach& approach, std::optional<ModelTime> end = {});
     EventLists::List takeList(ListNumber number);
 
     void store(const Event& event, std::uint64_t sequence);
@@ -193,8 +193,8 @@ class EventQueue final : public IEventSink {
     std::array<std::uint32_t, digit_count> occupied_digits_{};
     /// The positions with such lists, one bit each.
     std::uint32_t occupied_positions_ = 0;
-    /// No event in a list is earlier. It may have run ahead of now_, but by no more than
-    /// front_end_: what is scheduled before it comes in front.
+    /// No event in a list is earlier. It may lie beyond now_, but not beyond the time after
+    /// front_end_, so that whatever is scheduled before it belongs in front.
     Ticks pivot_ = ticksOf(before_any_event);
     EventLists memory_;
 
@@ -217,9 +217,10 @@ void EventQueue::drainLive(const EventLists::List& list, const Visit& visit) {
     });
 }
 
-/// Sees to it that the first event in front is the earliest live one. Returns whether there is one.
+/// Sees to it that the first event in front is the earliest live one. Returns whether there is one;
+/// not necessarily when it does not lie before `end`.
 template <std::invocable<const Event&> Approach>
-bool EventQueue::fillFront(const Approach& approach) {
+bool EventQueue::fillFront(const Approach& approach, std::optional<ModelTime> end) {
     for (;;) {
         for (; next_in_front_ < front_.size(); ++next_in_front_, --stored_) {
             if (live_.contains(front_[next_in_front_].sequence)) {
@@ -233,6 +234,9 @@ bool EventQueue::fillFront(const Approach& approach) {
         }
         const auto position = static_cast<std::size_t>(std::countr_zero(occupied_positions_));
         const auto digit = static_cast<std::size_t>(std::countr_zero(occupied_digits_[position]));
+        if (end && lists_[position][digit].earliest() >= *end) {
+            return false; // the pivot stays behind what may still come before
+        }
         const EventLists::List list = takeList({.position = position, .digit = digit});
         if (position == 0 || list.size() <= longest_sorted) {
             const std::uint64_t lower_digits =
@@ -245,7 +249,7 @@ bool EventQueue::fillFront(const Approach& approach) {
             sortFront();
         } else {
             pivot_ = ticksOf(list.earliest());
-            front_end_ = list.earliest() - 1; // all may turn out to be stale
+            front_end_ = list.earliest() - 1; // which holds even if all turn out to be stale
             drainLive(list, [this](const Event& event) { append(event); });
         }
     }
@@ -257,7 +261,7 @@ inline Event EventQueue::takeFirst() {
     now_ = event.time;
     --stored_;
     live_.erase(event.sequence);
-    // Where ever more is scheduled in front, it never runs empty.
+    // A front into which events keep coming never runs empty, which is where it is cleared.
     if (next_in_front_ >= sweep_slack && 2 * next_in_front_ >= front_.size()) {
         dropTaken();
     }
