@@ -35,8 +35,8 @@ struct DeferredCandidate {
 };
 
 /// A rate, in Hz, that the neuron's hazard bound from `now` on does not exceed, if its next
-/// candidate can be deferred: if scheduleNextCandidate, beyond what it tests first, would neither
-/// throw nor end without a draw.
+/// candidate can be deferred: if scheduleNextCandidate, once it has found the neuron neither silent
+/// nor the interval empty, would neither throw nor end without a draw.
 ///
 /// That needs a state advanced to `now` with an adaptation not below 0, a flush_below not below 0,
 /// a finite modulation bound and moderate exponents; nothing is returned otherwise.
@@ -45,9 +45,9 @@ struct DeferredCandidate {
                                                    const PreparedFiring& firing, ModelTime now,
                                                    double modulation_bound);
 
-/// At most 1e9 times the waiting time that waitOfDraw makes of u for a bound of 1 Hz, by so much
-/// that divided by a rate (Hz) it is at most the waiting time, in ns, for any bound that is at most
-/// that rate.
+/// A lower bound of -log(u), in ns Hz, for u in [0, 1): whatever the rate, and for every hazard
+/// bound that is at most the rate, leastUnitWait(u) / rate <= waitOfDraw(u, bound) * 1e9, roundings
+/// included.
 [[nodiscard]] double leastUnitWait(double u);
 
 /// The candidates of one neuron, for the duration of one event: everything is borrowed.
@@ -81,14 +81,14 @@ class CandidateScheduler {
     explicit CandidateScheduler(const Context& context) : context_(context) {}
 
     /// Withdraws the pending candidate, deferred or not, and draws the next one in [now, horizon).
-    /// Throws as scheduleNextCandidate.
+    /// Throws as scheduleNextCandidate, but that the candidate_bound left behind may be 0.
     void draw(ModelTime now);
 
     /// Works the deferred candidate out, if there is one. To be called before the neuron is
     /// advanced without a draw to follow. Throws as scheduleDrawnCandidate.
     void settle();
 
-    /// To be called when the wake-up event comes due. Throws as settle.
+    /// To be called when the wake-up event comes due, with its time. Throws as settle.
     void wake(ModelTime now);
 
   private:

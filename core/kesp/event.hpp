@@ -35,8 +35,8 @@ enum class EventKind : std::uint8_t {
 struct Event {
     /// When it happens.
     ModelTime time = 0;
-    /// The number the queue issues when the event is scheduled; what the caller passes is
-    /// overwritten.
+    /// Issued by the queue: EventQueue::schedule overwrites what the caller passes,
+    /// scheduleReserved keeps it.
     std::uint64_t sequence = 0;
     /// Decides what the other fields hold.
     EventKind kind = EventKind::SynapticDelivery;

@@ -35,8 +35,8 @@ namespace Velmora::Core::Kesp {
 /// all are swept out. So memory is bounded by the greatest number of events that were live at once,
 /// however many are scheduled and withdrawn.
 ///
-/// A queue belongs to one run on one thread. One that was moved from can only be assigned to or
-/// destroyed.
+/// A queue belongs to one run on one thread. One that was moved from, or that found no memory
+/// (std::bad_alloc), can only be assigned to or destroyed.
 class EventQueue final : public IEventSink {
   public:
     /// An empty queue that numbers its events from `first_sequence` on.

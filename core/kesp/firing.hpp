@@ -197,11 +197,11 @@ class PreparedFiring {
 /// Runtime::nextU64.
 double drawWait(double bound, Runtime::RandomStream stream);
 
-/// The waiting time that drawWait makes of the uniform number u.
-[[nodiscard]] double waitOfDraw(double u, double bound);
-
 /// The same, from the stream of the neuron with this stream index.
 double drawWait(double bound, Runtime::RandomContext& random, std::uint64_t stream_index);
+
+/// The waiting time that drawWait makes of the uniform number u.
+[[nodiscard]] double waitOfDraw(double u, double bound);
 
 /// Withdraws the neuron's pending candidate. Returns whether an event was withdrawn from the queue;
 /// false, and nothing changes, when none is pending.
@@ -243,7 +243,8 @@ CandidateSchedule scheduleDrawnCandidate(NeuronState& state, const NeuronParamet
 /// Throws NeuronRoutingViolation "stale or misrouted KESP spike candidate", nothing changed, when
 /// the event is not this neuron's pending candidate. After that the pending candidate is forgotten,
 /// also when it throws as hazardRate; HazardBoundViolation "KESP hazard upper bound underestimated
-/// lambda" when lambda exceeds B by more than 1e-12 of it; or as advanceNeuron and fireNeuron.
+/// lambda" when lambda exceeds B by more than 1e-12 of it; or as advanceNeuron, Runtime::nextU64
+/// and fireNeuron. candidate_bound stays what it was until the next draw.
 CandidateOutcome judgeCandidate(NeuronState& state, const NeuronParameters& neuron,
                                 const PreparedFiring& firing, NodeId node, const Event& candidate,
                                 EventQueue& queue, Runtime::RandomStream stream,

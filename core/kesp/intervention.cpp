@@ -3,6 +3,7 @@
 #include "core/kesp/errors.hpp"
 #include "core/kesp/firing.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
@@ -56,6 +57,9 @@ std::vector<std::uint64_t> schedulePerturbation(const Perturbation& perturbation
     }
 
     std::vector<std::uint64_t> sequences;
+    // Beforehand, so that no event is queued whose number gets lost.
+    sequences.reserve(std::max({perturbation.nodes.size(), perturbation.synapses.size(),
+                                perturbation.oscillators.size()}));
     const auto scheduleOne = [&](std::uint64_t target, EdgeId edge) {
         sequences.push_back(queue.schedule({.time = perturbation.time,
                                             .kind = EventKind::Perturbation,

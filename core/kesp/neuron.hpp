@@ -81,7 +81,7 @@ void applyNeuronEvent(NeuronState& state, const NeuronParameters& parameters, co
 /// Throws NeuronRefractoryViolation "KESP neuron fired inside its absolute refractory window", then
 /// as advanceNeuron, the state unchanged; TimeOverflow "KESP model time overflow" when the window
 /// would end beyond the time range: the neuron is then reset and adapted, its refractory window is
-/// the old one.
+/// the old one; as IEventSink::schedule: then the window is the new one, without an event.
 void fireNeuron(NeuronState& state, const NeuronParameters& parameters, ModelTime t, NodeId node,
                 EventQueue& queue);
 

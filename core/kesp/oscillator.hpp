@@ -25,7 +25,8 @@ struct OscillatorSpec {
     double amplitude = 0.0;
 };
 
-/// x radians wrapped into [0, 2 pi).
+/// x radians wrapped into [0, 2 pi); a negative x so small that its sum with 2 pi rounds to 2 pi
+/// gives that.
 [[nodiscard]] double wrapPhase(double x);
 
 /// The fractional part of x n, by doubling: the product, whose integer part would cost precision,
@@ -42,14 +43,15 @@ class OscillatorBank {
     /// KESP oscillator id".
     explicit OscillatorBank(std::vector<OscillatorSpec> specs);
 
-    /// The phase in [0, 2 pi) at time t of an oscillator whose phase is shifted by `extra` radians:
-    /// 2 pi frequency t + phase + extra, without drift at any t, negative ones too: whole seconds
-    /// and the rest are taken apart and only fractions of cycles are added. Throws "invalid KESP
-    /// oscillator parameters" when a parameter or `extra` is out of its range.
+    /// The phase (as wrapPhase gives it) at time t of an oscillator whose phase is shifted by
+    /// `extra` radians: 2 pi frequency t + phase + extra, without drift at any t, negative ones
+    /// too: whole seconds and the rest are taken apart and only fractions of cycles are added.
+    /// Throws "invalid KESP oscillator parameters" when a parameter or `extra` is out of its range.
+    /// Where the sum of phase and `extra` is not finite, the result is not a number.
     [[nodiscard]] static double phaseAt(const OscillatorSpec& spec, ModelTime t, double extra);
 
-    /// The phase in [0, 2 pi) of oscillator `index` at t, its accumulated shift included. `index`
-    /// must be below the number of oscillators.
+    /// The phase, as wrapPhase gives it, of oscillator `index` at t, its accumulated shift
+    /// included. `index` must be below the number of oscillators.
     [[nodiscard]] double currentPhase(std::size_t index, ModelTime t) const;
 
     /// Throws "unknown KESP oscillator id".
@@ -62,7 +64,7 @@ class OscillatorBank {
     /// The oscillators as they were given, by index.
     [[nodiscard]] std::span<const OscillatorSpec> specs() const { return specs_; }
 
-    /// The accumulated shifts in [0, 2 pi), by index.
+    /// The accumulated shifts, as wrapPhase gives them, by index.
     [[nodiscard]] std::span<const double> phaseShifts() const { return phase_shifts_; }
 
   private:

@@ -1,18 +1,9 @@
 #pragma once
 
-#include <bit>
-#include <cfloat>
-#include <cstdint>
-#include <limits>
+#include "core/kesp/exact_arithmetic.hpp"
 
-#if defined(__FAST_MATH__) || defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__                \
-    || defined(__ASSOCIATIVE_MATH__) || defined(__RECIPROCAL_MATH__)
-#error "the core's results are fixed to the last bit: build it without fast-math"
-#endif
-#if !defined(FLT_EVAL_METHOD) || FLT_EVAL_METHOD != 0
-#error                                                                                             \
-    "the core's results are fixed to the last bit: doubles must be evaluated as doubles (FLT_EVAL_METHOD 0)"
-#endif
+#include <bit>
+#include <cstdint>
 
 /// The core's own exponential and natural logarithm.
 ///
@@ -22,9 +13,6 @@
 /// nearest and none may be fused, so the results are the same on every platform. The error is below
 /// one unit in the last place; in places they differ from a correctly rounded library.
 namespace Velmora::Core::Kesp {
-
-static_assert(std::numeric_limits<double>::is_iec559 && std::numeric_limits<double>::digits == 53,
-              "the core's results are fixed to the last bit: double must be IEC 559 binary64");
 
 namespace Detail {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 namespace Velmora::Core::Kesp {
 
@@ -16,8 +17,9 @@ std::size_t SequenceSet::placeForInsertion(std::uint64_t page) {
         slot = slotOf(page);
     }
     if (free_places_.empty()) {
-        free_places_.push_back(words_.size());
-        words_.resize(words_.size() + words_per_page);
+        const std::size_t place = words_.size();
+        words_.resize(place + words_per_page);
+        free_places_.push_back(place);
     }
     table_[slot] = {.page = page, .place = free_places_.back()};
     free_places_.pop_back();
@@ -28,6 +30,7 @@ std::size_t SequenceSet::placeForInsertion(std::uint64_t page) {
 /// Takes their places from the pages without members, and makes the table fit the others.
 void SequenceSet::rebuild() {
     std::vector<Slot> inhabited;
+    std::vector<std::size_t> free_places = free_places_;
     for (const Slot& slot : table_) {
         if (slot.place == absent) {
             continue;
@@ -36,11 +39,12 @@ void SequenceSet::rebuild() {
         if (std::ranges::any_of(page, [](std::uint64_t word) { return word != 0; })) {
             inhabited.push_back(slot);
         } else {
-            free_places_.push_back(slot.place);
+            free_places.push_back(slot.place);
         }
     }
     // A quarter full at most, so that the next rebuild is far off.
-    table_.assign(std::max(smallest_table, std::bit_ceil(4 * inhabited.size())), Slot{});
+    table_ = std::vector<Slot>(std::max(smallest_table, std::bit_ceil(4 * inhabited.size())));
+    free_places_ = std::move(free_places);
     shift_ = 64 - std::countr_zero(table_.size());
     used_slots_ = inhabited.size();
     for (const Slot& slot : inhabited) {

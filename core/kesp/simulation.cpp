@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <iterator>
 #include <optional>
+#include <utility>
 
 namespace Velmora::Core::Kesp {
 

@@ -36,7 +36,9 @@ struct SimulationSetup {
     double modulation_bound = 0.0;
 };
 
-/// Called at each spike, after it entered the trace and before it is delivered.
+/// Called at each spike, after it entered the trace and before it is delivered. It may add
+/// perturbations to the simulation that calls it, but not run, extend or replace it, nor set
+/// another callback.
 using SpikeCallback = std::function<void(NodeId node, ModelTime time)>;
 
 /// The event loop: any network of stochastically firing neurons, under any perturbations, run to a
@@ -48,7 +50,9 @@ using SpikeCallback = std::function<void(NodeId node, ModelTime time)>;
 ///
 /// An exception that leaves a running operation ends the run: what happened before the event at
 /// fault stays done, the event itself may be half done, and the simulation is good only for looking
-/// at.
+/// at. Such are the errors of applyNeuronEvent, applyPerturbationEvent, resolveCandidate and
+/// Network::deliverSpike, and whatever the modulation or the callback throws. One that was moved
+/// from can only be assigned to or destroyed.
 class Simulation {
   public:
     /// Draws the first spike candidate of every neuron, in ascending NodeId order, for a run over

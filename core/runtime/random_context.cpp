@@ -14,9 +14,12 @@ std::uint64_t nextLoggedU64(RandomStream stream) {
         }
         return record.log[record.cursor++];
     }
+    const std::uint64_t value = mix(record.state + golden_increment);
+    if (record.mode == StreamMode::Record) {
+        record.log.push_back(value);
+    }
     record.state += golden_increment;
-    record.log.push_back(mix(record.state));
-    return record.log.back();
+    return value;
 }
 
 RandomContext::RandomContext(std::uint64_t root_seed) : root_seed_(root_seed) {}
@@ -62,9 +65,10 @@ void RandomContext::record() {
 
 std::vector<StreamLog> RandomContext::recorded() const {
     std::vector<StreamLog> logs;
-    logs.reserve(streams_.size());
     for (const auto& [key, record] : streams_) {
-        logs.push_back({.name = key.name, .index = key.index, .values = record->log});
+        if (!record->log.empty()) {
+            logs.push_back({.name = key.name, .index = key.index, .values = record->log});
+        }
     }
     std::sort(logs.begin(), logs.end(), [](const StreamLog& a, const StreamLog& b) {
         return std::tie(a.name, a.index) < std::tie(b.name, b.index);

@@ -45,15 +45,15 @@ struct StreamRecord {
 struct RandomStream {
     /// Owned by the context.
     StreamRecord* record = nullptr;
-    /// The stream's name as the context stores it.
+    /// The stream's name, for errors.
     std::string_view name;
 };
 
 /// What one stream drew, or is to draw again.
 struct StreamLog {
-    /// The stream is (name, index).
+    /// The first half of what identifies the stream.
     std::string name;
-    /// The stream is (name, index).
+    /// The second half.
     std::uint64_t index = 0;
     /// Raw values, as nextU64 returned them.
     std::vector<std::uint64_t> values;
@@ -125,7 +125,8 @@ class RandomContext {
     /// Takes the streams over; handles to them stay valid.
     RandomContext(RandomContext&&) = default;
     RandomContext& operator=(const RandomContext&) = delete;
-    /// Takes the streams over; this context's own are gone, and handles to those dangle.
+    /// Takes the streams of another context over; this context's own are gone, and handles to those
+    /// dangle.
     RandomContext& operator=(RandomContext&&) = default;
     ~RandomContext() = default;
 
@@ -140,10 +141,12 @@ class RandomContext {
     void setMode(std::string_view name, std::uint64_t index, StreamMode mode,
                  std::vector<std::uint64_t> log = {});
 
-    /// Records every stream from now on, those of the future too.
+    /// Records every stream from now on, those of the future too. Earlier logs are dropped, and a
+    /// replay ends.
     void record();
 
-    /// The logs of all streams, ordered by name (bytewise), then index.
+    /// The logs that are not empty, of streams being replayed too, ordered by name (bytewise), then
+    /// index.
     [[nodiscard]] std::vector<StreamLog> recorded() const;
 
     /// Replays the given logs. A stream without a log, also one of the future, is exhausted from

@@ -1,11 +1,21 @@
 #include "core/kesp/workspace/report.hpp"
 
+#include <cmath>
 #include <iomanip>
 #include <locale>
 #include <optional>
 #include <sstream>
 
 namespace Velmora::Core::Kesp {
+
+namespace {
+
+/// The figure without the sign of a not-a-number, which processors choose as they like.
+double printable(double figure) {
+    return std::isnan(figure) ? std::fabs(figure) : figure;
+}
+
+} // namespace
 
 std::string workspaceReport(const WorkspaceWindow& window) {
     std::ostringstream out;
@@ -15,7 +25,7 @@ std::string workspaceReport(const WorkspaceWindow& window) {
 
     out << "### Workspace\n";
     out << "window:            [" << window.start << ", " << window.end << ")\n";
-    out << "G(t):              " << window.g_t << '\n';
+    out << "G(t):              " << printable(window.g_t) << '\n';
     out << "ignited:           " << (window.ignited ? "yes" : "no") << '\n';
     out << "dominant:          ";
     if (window.dominant) {
@@ -23,10 +33,10 @@ std::string workspaceReport(const WorkspaceWindow& window) {
     } else {
         out << "none";
     }
-    out << "\ndominance:         " << window.dominance << '\n';
-    out << "residual rate:     " << window.residual_rate_hz << " Hz\n";
+    out << "\ndominance:         " << printable(window.dominance) << '\n';
+    out << "residual rate:     " << printable(window.residual_rate_hz) << " Hz\n";
     for (const CoalitionActivity& entry : window.coalitions) {
-        out << "coalition " << entry.coalition << ":       " << entry.rate_hz << " Hz ("
+        out << "coalition " << entry.coalition << ":       " << printable(entry.rate_hz) << " Hz ("
             << entry.spikes << " spikes)\n";
     }
     return out.str();

@@ -1,5 +1,6 @@
 #include "core/kesp/workspace/report.hpp"
 
+#include <cmath>
 #include <gtest/gtest.h>
 #include <locale>
 
@@ -19,10 +20,10 @@ TEST(WorkspaceReport, IsTheSameTextUnderEveryGlobalLocale) {
                       "ignited:           yes\ndominant:          1\ndominance:         0.8462\n"
                       "residual rate:     1.23e-05 Hz\ncoalition 0:       40 Hz (8 spikes)\n"
                       "coalition 12:       1.235e+05 Hz (9 spikes)\n");
-    EXPECT_EQ(workspaceReport({}),
-              "### Workspace\nwindow:            [0, 0)\nG(t):              0\n"
-              "ignited:           no\ndominant:          none\ndominance:         0\n"
-              "residual rate:     0 Hz\n");
+    EXPECT_EQ(workspaceReport({0, 0, {{0, 0, -NAN}}, -NAN, false, {}, NAN, -NAN}),
+              "### Workspace\nwindow:            [0, 0)\nG(t):              nan\n"
+              "ignited:           no\ndominant:          none\ndominance:         nan\n"
+              "residual rate:     nan Hz\ncoalition 0:       nan Hz (0 spikes)\n");
 }
 
 TEST(Reversals, AreChangesOfTheDominantCoalitionAcrossGaps) {

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cfloat>
+#include <limits>
+
+/// Refuses to compile where doubles would not be computed as the core's results need them: every
+/// header of the core with arithmetic in it includes this one.
+
+#if defined(__FAST_MATH__) || defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__                \
+    || defined(__ASSOCIATIVE_MATH__) || defined(__RECIPROCAL_MATH__)
+#error "the core's results are fixed to the last bit: build it without fast-math"
+#endif
+#if !defined(FLT_EVAL_METHOD) || FLT_EVAL_METHOD != 0
+#error                                                                                             \
+    "the core's results are fixed to the last bit: doubles must be evaluated as doubles (FLT_EVAL_METHOD 0)"
+#endif
+
+static_assert(std::numeric_limits<double>::is_iec559 && std::numeric_limits<double>::digits == 53,
+              "the core's results are fixed to the last bit: double must be IEC 559 binary64");
