@@ -3,10 +3,10 @@
 #include "core/kesp/errors.hpp"
 
 #include <concepts>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <functional>
+#include <iostream>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -18,7 +18,7 @@ namespace Velmora::Fuzz {
 /// Ends the process, for the engine to keep the input that led here, unless the promise was kept.
 inline void promise(bool kept, std::string_view what) {
     if (!kept) {
-        std::fprintf(stderr, "broken promise: %.*s\n", static_cast<int>(what.size()), what.data());
+        std::cerr << "broken promise: " << what << std::endl;
         std::abort();
     }
 }

@@ -78,6 +78,23 @@ void expectGroup(const Network& network, std::span<const EdgeId> edges, EdgeId& 
     }
 }
 
+/// What was added before the network refused a group are the groups before it.
+void expectWholeGroups(std::size_t added, CompetitionSpec spec) {
+    spec.recurrent_delay = spec.lateral_delay = spec.broadcast_delay = spec.feedback_delay = 1;
+    Network accommodating(none, {}, {});
+    LoweredWorkspace lowered;
+    if (refusalOf([&] { lowered = lowerCompetition(accommodating, spec); })) {
+        return; // there is no node of that number anywhere
+    }
+    std::size_t whole = 0;
+    bool is_whole = added == 0;
+    for (const auto* group : {&lowered.recurrent, &lowered.lateral, &lowered.broadcast}) {
+        whole += group->size();
+        is_whole = is_whole || added == whole;
+    }
+    promise(is_whole, "a refused group adds nothing, those before it stay");
+}
+
 void lower(Input& input) {
     const CompetitionSpec spec = readCompetition(input);
     NetworkOptions options;
@@ -97,6 +114,7 @@ void lower(Input& input) {
     }
     if (refusal) {
         promise(*refusal->type == typeid(InvalidSynapse), "only the network refuses now");
+        expectWholeGroups(network.synapseCount() - 1, spec);
         return;
     }
     promise(network.synapseCount() == 1 + lowered.edgeCount(), "all edges are reported");

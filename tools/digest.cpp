@@ -14,6 +14,8 @@
 
 #include <array>
 #include <bit>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <iomanip>
@@ -74,6 +76,7 @@ class Survey {
     explicit Survey(const Extent& extent) : extent_(extent) {}
 
     void run() {
+        surveyWiring();
         surveySymmetry();
         surveyBias();
         surveyAlternation();
@@ -134,7 +137,7 @@ class Survey {
             figures_.fold(entry.rate_hz);
         }
         figures_.fold(measured.g_t);
-        figures_.fold(std::uint64_t{measured.ignited});
+        figures_.fold(static_cast<std::uint64_t>(measured.ignited));
         figures_.fold(measured.dominant.value_or(none));
         figures_.fold(measured.dominance);
         figures_.fold(measured.residual_rate_hz);
@@ -156,17 +159,40 @@ class Survey {
             locked_in == 0 ? 0.0 : static_cast<double>(wins) / static_cast<double>(locked_in);
         figures_.fold(locked_in);
         figures_.fold(probability);
+        figures_.fold(0.5 / std::sqrt(static_cast<double>(locked_in)));
         return probability;
+    }
+
+    void surveyWiring() {
+        const Simulation simulation =
+            prepareWorkspaceTrial(Runtime::RandomContext(1), standardTrialConfig(), window_step);
+        const Network& network = simulation.network();
+        for (EdgeId edge = 0; edge < network.synapseCount(); ++edge) {
+            const Synapse& synapse = network.synapse(edge);
+            figures_.fold(synapse.source);
+            figures_.fold(synapse.target);
+            figures_.fold(double{synapse.weight});
+            figures_.fold(synapse.delay);
+            figures_.fold(static_cast<std::uint64_t>(synapse.type));
+        }
     }
 
     void surveySymmetry() { selectionProbability(0.0, extent_.symmetry_seeds); }
 
     void surveyBias() {
-        std::vector<double> probabilities;
-        for (const double bias : bias_levels) {
-            probabilities.push_back(selectionProbability(bias, extent_.bias_seeds));
+        std::array<double, bias_levels.size()> probabilities{};
+        for (std::size_t k = 0; k < bias_levels.size(); ++k) {
+            probabilities[k] = selectionProbability(bias_levels[k], extent_.bias_seeds);
         }
-        figures_.fold(std::uint64_t{isThresholdResponse(bias_levels, probabilities, 1.5)});
+        figures_.fold(
+            static_cast<std::uint64_t>(isThresholdResponse(bias_levels, probabilities, 1.5)));
+        const auto slope = [&](std::size_t from, std::size_t to) {
+            return (probabilities[to] - probabilities[from])
+                   / (bias_levels[to] - bias_levels[from]);
+        };
+        constexpr std::size_t last = bias_levels.size() - 1;
+        figures_.fold(slope(last / 2 - 1, last / 2 + 1));
+        figures_.fold(slope(0, last));
     }
 
     void surveyAlternation() {
@@ -174,12 +200,15 @@ class Survey {
         const auto windows = analyzeWindows(trace, standardCoalitions(), 0, alternation_duration,
                                             window_step, ignition_threshold);
         double residual_sum_hz = 0.0;
+        std::uint64_t clear_windows = 0;
         for (const WorkspaceWindow& measured : windows) {
             foldWindow(measured);
+            clear_windows += measured.dominance > lock_in_dominance ? 1 : 0;
             residual_sum_hz += measured.residual_rate_hz;
         }
         figures_.fold(residual_sum_hz / static_cast<double>(windows.size()));
         figures_.fold(countReversals(windows));
+        figures_.fold(clear_windows);
     }
 
     void surveyIgnition() {

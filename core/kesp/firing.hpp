@@ -109,8 +109,8 @@ void validateFiringParameters(const FiringParameters& firing);
 class PreparedFiring {
   public:
     /// Prepares the parameters, valid or not.
-    // NOLINTNEXTLINE(google-explicit-constructor): a set of firing parameters is its preparation,
-    // only slower
+    // A set of firing parameters is its preparation, only slower.
+    // NOLINTNEXTLINE(google-explicit-constructor)
     PreparedFiring(const FiringParameters& firing = {});
 
     /// The parameters as they were given.

@@ -164,8 +164,8 @@ class RandomContext {
         std::string_view name;
         std::uint64_t index;
         StreamKeyView(std::string_view n, std::uint64_t i) : name(n), index(i) {}
-        // NOLINTNEXTLINE(google-explicit-constructor): one comparison serves stored keys and views
-        // alike
+        // One comparison serves stored keys and views alike.
+        // NOLINTNEXTLINE(google-explicit-constructor)
         StreamKeyView(const StreamKey& key) : name(key.name), index(key.index) {}
     };
     struct StreamKeyHash {
