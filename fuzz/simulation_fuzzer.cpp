@@ -58,6 +58,8 @@ struct Scenario {
     SwitchingModulation modulation;
     double modulation_bound = 0.0;
     ModelTime horizon = 0;
+    /// Before the first step.
+    std::vector<Perturbation> perturbations;
 
     [[nodiscard]] SimulationSetup setup(std::uint64_t& judged) const {
         SimulationSetup result{.network = Network(node_count, synapses, options),
@@ -113,6 +115,20 @@ NeuronParameters readNeuron(Input& input) {
     return neuron;
 }
 
+/// Neurons that are silent until late, and then fire as fast as they may, with inputs every few ns.
+void sleepUntilLate(Input& input, Scenario& scenario) {
+    const ModelTime awakening = ModelTime{1} << (40 + input.below(18));
+    scenario.neuron.hold_potential = true;
+    scenario.neuron.reset = 50.0;
+    scenario.firing.assign(scenario.node_count, {.baseline_rate = 1e-15});
+    for (Synapse& synapse : scenario.synapses) {
+        synapse.delay = 1 + synapse.delay % 1'000;
+    }
+    scenario.horizon = awakening + nanoseconds_per_millisecond;
+    scenario.perturbations.push_back(
+        {.time = awakening, .strength = 50.0, .nodes = {0, scenario.node_count / 2}});
+}
+
 Scenario readScenario(Input& input) {
     Scenario scenario;
     scenario.node_count = input.below(5);
@@ -148,6 +164,9 @@ Scenario readScenario(Input& input) {
             input.numberNear(std::max(scenario.modulation.low, scenario.modulation.high));
     }
     scenario.horizon = input.time();
+    if (input.below(4) == 0 && scenario.node_count != 0) {
+        sleepUntilLate(input, scenario);
+    }
     return scenario;
 }
 
@@ -276,6 +295,10 @@ void runBeside(Input& input) {
         refusalOf([&] { plain.emplace(scenario.setup(judged_plainly), scenario.horizon); });
     promise(refusal == plain_refusal, "both begin alike");
     bool goes_on = !refusal;
+    for (const Perturbation& perturbation : scenario.perturbations) {
+        goes_on =
+            goes_on && both(*simulation, *plain, [&](auto& loop) { loop.perturb(perturbation); });
+    }
     while (goes_on && !input.isSpent()) {
         goes_on = step(input, *simulation, *plain);
         promise(judged == judged_plainly, "equally many candidates came due");

@@ -65,6 +65,8 @@ TEST(EventQueue, AgreesWithASortedSet) {
     std::mt19937_64 bits(20'240'517);
     for (unsigned round = 0; round < 8; ++round) {
         CheckedQueue q;
+        q.schedule(round % 2 == 0 ? before_any_event : -(ModelTime{1} << (60 - 8 * round)));
+        q.take();
         std::optional<Event> held; // to be scheduled under a reserved number
         for (int step = 0; step < 50'000 && !HasFailure(); ++step) {
             const std::uint64_t dice = bits() % 16 + (step % 9'000 < 5'000 ? 0 : 4);

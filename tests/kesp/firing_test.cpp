@@ -40,12 +40,14 @@ TEST(Firing, HazardHasTheKnownValues) {
     };
     EXPECT_EQ(rate({9.0, 0.0, 7, 8}, plain), 0.0);
     EXPECT_EQ(rate({std::nan(""), 0.0, 7, 7}, plain), 1e6);
+    EXPECT_EQ(rate({1e9, 0.0, 7}, {.baseline_rate = 0.0}), 0.0);
     EXPECT_EQ(rate({3.0, 1.0, 7}, {10.0, 2.0, 2.0, 2.0, 4.0}, 2.0), 295.56224395722603);
     EXPECT_EQ(rate({1.0, 0.0, 7 - 30 * ms}, plain), rate({0.36787944117144233, 0.0, 7}, plain));
     const NeuronState old{.last_update = 8};
     expectError<NeuronCausalityViolation>([&] { rate(old); }, "KESP neuron advanced into the past");
     const auto refuses = [&](const char* text, const FiringParameters& firing) {
         expectError<InvalidFiringParameters>([&] { rate(old, firing, HUGE_VAL); }, text);
+        expectError<InvalidFiringParameters>([&] { validateFiringParameters(firing); }, text);
     };
     for (const double x : {HUGE_VAL, std::nan(""), -1.0}) {
         for (const std::size_t field : {0U, 1U, 2U, 3U, 4U, 5U}) {
@@ -58,7 +60,9 @@ TEST(Firing, HazardHasTheKnownValues) {
             "the rate",
             {.baseline_rate = 2e6, .max_hazard = 1000000.0000000001});
     refuses("KESP baseline exceeds maximum hazard", {.gain = 3.0, .max_hazard = 1.0});
-    refuses("non-finite KESP hazard modulation", {.baseline_rate = 2e6, .gain = 0.5});
+    expectError<InvalidFiringParameters>(
+        [&] { rate(old, {.baseline_rate = 2e6, .gain = 0.5}, HUGE_VAL); },
+        "non-finite KESP hazard modulation");
 }
 
 // Time constants of some ns let every instant be looked at for the greatest hazard, margin added.
@@ -137,7 +141,8 @@ TEST(Firing, HasNoCandidateAfterAnError) {
     FiringBench bench({half, half});
     bench.firing.gain = -1.0;
     expectError<InvalidFiringParameters>([&] { bench.schedule(0, 1); }, invalid);
-    EXPECT_EQ(bench.state.candidate_event, none);
+    EXPECT_EQ(std::pair(bench.state.candidate_event, bench.state.candidate_bound),
+              std::pair(none, 0.0));
     bench.firing = plain;
     bench.schedule(0, 99 * ms);
     const auto m = [](ModelTime t, auto&, auto&) { return t == half_wait ? 0.55e-12 : 0.0; };
