@@ -115,11 +115,12 @@ NeuronParameters readNeuron(Input& input) {
     return neuron;
 }
 
-/// Neurons that are silent until late, and then fire as fast as they may, with inputs every few ns.
+/// Neurons that are silent until late, when doubles are further apart than 1 ns, and then fire as
+/// fast as they may, with inputs every few ns.
 void sleepUntilLate(Input& input, Scenario& scenario) {
-    const ModelTime awakening = ModelTime{1} << (40 + input.below(18));
-    scenario.neuron.hold_potential = true;
-    scenario.neuron.reset = 50.0;
+    const ModelTime awakening = 190'000'000 * nanoseconds_per_second + input.byte();
+    scenario.neuron = {
+        .refractory = 0, .reset = 50.0, .absolute_refractory = false, .hold_potential = true};
     scenario.firing.assign(scenario.node_count, {.baseline_rate = 1e-15});
     for (Synapse& synapse : scenario.synapses) {
         synapse.delay = 1 + synapse.delay % 1'000;

@@ -52,8 +52,9 @@ TEST(Neuron, FiresAndOpensItsRefractoryWindow) {
     fire(10 * ms);
     EXPECT_EQ(queue.size(), 1U); // each spike withdrew the end of the window before
     const Event end = queue.popNext();
-    EXPECT_EQ(std::tuple(end.time, end.sequence, end.kind, end.source, end.target),
-              std::tuple(13 * ms, n.refractory_event, EventKind::RefractoryEnd, 6, 6));
+    EXPECT_EQ(std::tuple(end.time, end.kind, end.source, end.target, end.edge, end.value, end.tag),
+              std::tuple(13 * ms, EventKind::RefractoryEnd, 6, 6, 0, 0.0, 0));
+    EXPECT_EQ(end.sequence, n.refractory_event);
     n.refractory_event = queue.schedule({.time = 15 * ms}); // stays, as does the old window
     expectError<TimeOverflow>([&] { fire(end_of_time - 1); }, "KESP model time overflow");
     EXPECT_EQ(std::tuple(n.adaptation, n.last_update, n.refractory_until, queue.size()),

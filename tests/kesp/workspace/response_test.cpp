@@ -16,6 +16,7 @@ TEST(ResponseClassification, ComparesTheSteepestSlopeWithTheMean) {
     const Values rising{0.0, 0.25, 0.5, 0.75, 1.0};
     EXPECT_FALSE(jumps(rising, {0.0, 0.01, 0.02, 0.98, 0.99}, 3.879)); // 3.84 / 0.99
     EXPECT_TRUE(jumps({2.0, 1.0, 0.0}, {0.0, 2.0, 2.0}, 2.0));         // the cutoff itself
+    EXPECT_FALSE(jumps({0.0, 1.0, 4.0}, {0.0, 1.0, 4.0}, 1.01));
     EXPECT_FALSE(jumps(rising, {7.0, 7.0, 7.0, 7.0, 7.0}, 1.5));
     EXPECT_FALSE(jumps(rising, {0.0, std::nan(""), 0.0, 0.0, 9.0}, 1.5));
 
