@@ -3,6 +3,8 @@
 #include "tests/support/expect_error.hpp"
 #include "tests/support/trace_digest.hpp"
 
+#include <cmath>
+
 namespace Velmora::Tests {
 
 using namespace Core::Kesp;
@@ -56,6 +58,8 @@ TEST(Simulation, MovesItsHorizonForwardOnly) {
     simulation.extend(200 * second); // which runs first
     expectError<CausalityViolation>([&] { simulation.perturb(shiftAt(200 * second - 1)); },
                                     "perturbation is in the past");
+    expectError<InvalidIntervention>([&] { simulation.perturb({.time = 0, .strength = NAN}); },
+                                     "perturbation strength must be finite");
     simulation.extend(400 * second);
     simulation.perturb(shiftAt(simulation.now()));
     simulation.perturb(shiftAt(400 * second));
