@@ -3,8 +3,10 @@
 #include <cfloat>
 #include <limits>
 
-/// Refuses to compile where doubles would not be computed as the core's results need them: every
-/// header of the core with arithmetic in it includes this one.
+/// Refuses to compile where doubles would not be computed as the core's results need them. All of
+/// core/kesp that computes with doubles includes this, most of it through model_time.hpp; the one
+/// product in core/runtime, of an integer below 2^53 and a power of two, is exact however it is
+/// compiled.
 
 #if defined(__FAST_MATH__) || defined(__FINITE_MATH_ONLY__) && __FINITE_MATH_ONLY__                \
     || defined(__ASSOCIATIVE_MATH__) || defined(__RECIPROCAL_MATH__)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/kesp/exact_arithmetic.hpp"
+
 #include <span>
 
 namespace Velmora::Core::Kesp {
