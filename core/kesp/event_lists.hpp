@@ -65,6 +65,7 @@ class EventLists {
             Chunk& chunk = *list.first_;
             const std::size_t count = std::min(left, events_per_chunk);
             const Chunk& next = chunk.next != nullptr ? *chunk.next : chunk;
+            __builtin_prefetch(&next.next);
             for (std::size_t k = 0; k < count; ++k) {
                 __builtin_prefetch(&next.events[k]);
                 visit(chunk.events[k]);

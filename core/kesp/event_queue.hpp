@@ -140,6 +140,9 @@ class EventQueue final : public IEventSink {
     static constexpr std::size_t sweep_slack = 64;
     /// A list this short is sorted rather than spread over others.
     static constexpr std::size_t longest_sorted = 32;
+    /// The events of a list up to this long are announced when it is spread already: the lists it
+    /// is spread over may be so short that they would be announced too late.
+    static constexpr std::size_t longest_announced = 128;
     /// When as many events stand in front, the later half is moved back to the lists.
     static constexpr std::ptrdiff_t longest_front = 64;
 
@@ -250,7 +253,13 @@ bool EventQueue::fillFront(const Approach& approach, std::optional<ModelTime> en
         } else {
             pivot_ = ticksOf(list.earliest());
             front_end_ = list.earliest() - 1; // which holds even if all turn out to be stale
-            drainLive(list, [this](const Event& event) { append(event); });
+            const bool is_near = list.size() <= longest_announced;
+            drainLive(list, [&](const Event& event) {
+                if (is_near) {
+                    approach(event);
+                }
+                append(event);
+            });
         }
     }
 }
