@@ -6,9 +6,11 @@
 #include "core/kesp/firing.hpp"
 #include "core/kesp/model_time.hpp"
 #include "core/kesp/neuron.hpp"
+#include "core/kesp/wake_times.hpp"
 #include "core/runtime/random_context.hpp"
 
 #include <benchmark/benchmark.h>
+#include <optional>
 
 namespace Velmora::Benchmarks {
 
@@ -34,6 +36,7 @@ struct LoneNeuron {
                                    .horizon = horizon,
                                    .modulation_bound = 0.0,
                                    .queue = queue,
+                                   .wake_times = wake_times,
                                    .stream = stream});
     }
 
@@ -42,6 +45,7 @@ struct LoneNeuron {
     NeuronParameters parameters{.adaptation_step = 0.06};
     PreparedFiring firing;
     EventQueue queue;
+    WakeTimes wake_times{1};
     Core::Runtime::RandomContext random{1};
     Core::Runtime::RandomStream stream = random.stream(spontaneous_stream, 0);
     NeuronState state;
@@ -102,13 +106,14 @@ void deliveriesImmediate(benchmark::State& state) {
     state.counters["each"] = timeOfEach(state.iterations());
 }
 
-/// Takes events up to the first that is not a wake-up, and does what follows from them.
+/// Takes the next event, wakes the neuron until it is there, and does what follows from it.
 void stepDeferred(LoneNeuron& neuron, DeliveryStream& deliveries) {
-    Event event = neuron.queue.popNext();
-    while (event.sequence == neuron.deferred.wake_event) {
-        neuron.candidates().wake(event.time);
-        event = neuron.queue.popNext();
+    std::optional<Event> next = neuron.queue.popBefore(neuron.wake_times.earliest());
+    while (!next) {
+        neuron.candidates().wake(neuron.wake_times.earliest());
+        next = neuron.queue.popBefore(neuron.wake_times.earliest());
     }
+    const Event& event = *next;
     switch (event.kind) {
     case EventKind::SpikeCandidate:
         judgeCandidate(neuron.state, neuron.parameters, neuron.firing, 0, event, neuron.queue,

@@ -90,10 +90,11 @@ bool CandidateScheduler::defer(ModelTime now) {
     }
     DeferredCandidate& deferred = context_.deferred;
     deferred.u = Runtime::uniform(context_.stream);
-    // Mostly the candidate falls after the wake-up that is pending anyway, which shows without a
-    // division. The difference is one of integers: doubles near late times are further apart than
-    // what is added.
-    const double until_wake = static_cast<double>(deferred.wake_time - start) + 2.0;
+    // Mostly the candidate falls after the neuron is woken anyway, which shows without a division.
+    // The difference is one of integers: doubles near late times are further apart than what is
+    // added.
+    const ModelTime wake_time = context_.wake_times.of(context_.node);
+    const double until_wake = static_cast<double>(wake_time - start) + 2.0;
     if (leastUnitWait(deferred.u) >= until_wake * *rate) {
         deferred.sequence = context_.queue.reserveSequence();
         return true;
@@ -106,7 +107,7 @@ bool CandidateScheduler::defer(ModelTime now) {
     if (not_before <= now) {
         settle();
     } else {
-        scheduleWake(not_before);
+        context_.wake_times.set(context_.node, not_before);
     }
     return true;
 }
@@ -132,23 +133,10 @@ void CandidateScheduler::settle() {
                            context_.modulation_bound, context_.queue);
 }
 
-void CandidateScheduler::scheduleWake(ModelTime time) {
-    DeferredCandidate& deferred = context_.deferred;
-    if (deferred.wake_event != none) {
-        context_.queue.cancel(deferred.wake_event);
-    }
-    deferred.wake_time = time;
-    deferred.wake_event = context_.queue.schedule({.time = time,
-                                                   .kind = EventKind::SpikeCandidate,
-                                                   .source = context_.node,
-                                                   .target = context_.node});
-}
-
 void CandidateScheduler::wake(ModelTime now) {
     DeferredCandidate& deferred = context_.deferred;
-    deferred.wake_event = none;
-    deferred.wake_time = end_of_time;
     if (deferred.sequence == none) {
+        context_.wake_times.set(context_.node, end_of_time);
         return;
     }
     const ModelTime drawn_at = context_.state.last_update;
@@ -156,10 +144,13 @@ void CandidateScheduler::wake(ModelTime now) {
         context_.state, context_.neuron, context_.firing, drawn_at, context_.modulation_bound);
     const ModelTime not_before =
         notBefore(candidateStart(context_.state, context_.neuron, drawn_at), rate.value());
+    if (not_before > now && not_before < context_.horizon) {
+        context_.wake_times.set(context_.node, not_before);
+        return;
+    }
+    context_.wake_times.set(context_.node, end_of_time);
     if (not_before >= context_.horizon) {
         deferred.sequence = none;
-    } else if (not_before > now) {
-        scheduleWake(not_before);
     } else {
         settle();
     }

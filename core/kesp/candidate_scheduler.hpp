@@ -4,6 +4,7 @@
 #include "core/kesp/firing.hpp"
 #include "core/kesp/model_time.hpp"
 #include "core/kesp/neuron.hpp"
+#include "core/kesp/wake_times.hpp"
 #include "core/runtime/random_context.hpp"
 
 #include <cstdint>
@@ -15,23 +16,17 @@
 /// and deliveries are far more frequent than candidates that come due. So the draw is made at once,
 /// which fixes the candidate for good, while its bound and its time (several exponentials and a
 /// logarithm) wait. Until then a time is known, at the cost of a few products, before which the
-/// candidate certainly does not fall; a wake-up event there works it out, if no other input came
-/// before. The draws, their order and the candidates that come due are those of
+/// candidate certainly does not fall; the neuron is woken then to work it out, if no other input
+/// came before. The draws, their order and the candidates that come due are those of
 /// scheduleNextCandidate, to the bit.
 namespace Velmora::Core::Kesp {
 
-/// One neuron's deferred candidate, and the event that wakes the neuron in time for it.
+/// One neuron's deferred candidate.
 struct DeferredCandidate {
     /// The sequence number reserved for the candidate event; `none` when nothing is deferred.
     std::uint64_t sequence = none;
     /// The uniform number drawn.
     double u = 0.0;
-    /// The neuron's pending wake-up event, or `none`: a SpikeCandidate event that is not the
-    /// neuron's candidate_event. It may serve a later draw than the one for which it was scheduled.
-    std::uint64_t wake_event = none;
-    /// The time of wake_event, which the candidate deferred falls after; end_of_time while there is
-    /// none.
-    ModelTime wake_time = end_of_time;
 };
 
 /// A rate, in Hz, that the neuron's hazard bound from `now` on does not exceed, if its next
@@ -52,7 +47,9 @@ struct DeferredCandidate {
 
 /// The candidates of one neuron, for the duration of one event: everything is borrowed.
 ///
-/// While a candidate is deferred, the neuron's candidate_event is `none` and its candidate_bound 0.
+/// While a candidate is deferred, the neuron's candidate_event is `none`, its candidate_bound 0,
+/// and the neuron is to be woken before the candidate falls; at a time, perhaps, that was set for
+/// an earlier draw. That time may pass without a candidate being deferred.
 class CandidateScheduler {
   public:
     /// Where the neuron lives and what governs it.
@@ -71,8 +68,10 @@ class CandidateScheduler {
         ModelTime horizon;
         /// An upper bound of the modulation up to the horizon.
         double modulation_bound;
-        /// Takes candidates and wake-ups.
+        /// Takes candidates.
         EventQueue& queue;
+        /// Has the time at which to wake the neuron.
+        WakeTimes& wake_times;
         /// The stream that the neuron draws from.
         Runtime::RandomStream stream;
     };
@@ -88,13 +87,13 @@ class CandidateScheduler {
     /// advanced without a draw to follow. Throws as scheduleDrawnCandidate.
     void settle();
 
-    /// To be called when the wake-up event comes due, with its time. Throws as settle.
+    /// To be called when the neuron's wake-up time has come, after all events before it, with that
+    /// time. Throws as settle.
     void wake(ModelTime now);
 
   private:
     bool defer(ModelTime now);
     [[nodiscard]] ModelTime notBefore(ModelTime start, double rate) const;
-    void scheduleWake(ModelTime time);
 
     Context context_;
 };

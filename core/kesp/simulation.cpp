@@ -26,7 +26,8 @@ bool haveSameBits(const FiringParameters& a, const FiringParameters& b) {
 
 Simulation::Simulation(SimulationSetup setup, ModelTime horizon)
     : setup_(std::move(setup)),
-      horizon_(horizon) {
+      horizon_(horizon),
+      wake_times_(setup_.firing.size()) {
     const std::uint64_t node_count = setup_.network.nodeCount();
     if (setup_.firing.size() != node_count) {
         throw InvalidFiringParameters("KESP simulation needs firing parameters for every node");
@@ -56,9 +57,18 @@ void Simulation::perturb(Perturbation perturbation) {
 }
 
 void Simulation::runUntil(ModelTime until) {
-    while (const std::optional<Event> event = queue_.popBefore(
-               until, [this](const Event& approaching) { fetchAhead(approaching); })) {
-        dispatch(*event);
+    for (;;) {
+        const ModelTime wake_time = wake_times_.earliest();
+        const std::optional<Event> event =
+            queue_.popBefore(std::min(until, wake_time),
+                             [this](const Event& approaching) { fetchAhead(approaching); });
+        if (event) {
+            dispatch(*event);
+        } else if (wake_time < until) {
+            candidatesOf(wake_times_.first()).wake(wake_time);
+        } else {
+            break;
+        }
     }
     now_ = std::max(now_, until);
 }
@@ -98,6 +108,7 @@ void Simulation::fetchAhead(const Event& event) const {
         __builtin_prefetch(&neurons_[event.target], 1);
         __builtin_prefetch(&companions_[event.target], 1);
         __builtin_prefetch(streams_[event.target], 1);
+        wake_times_.fetchAhead(event.target);
     }
     // GCC takes a function that does nothing but prefetch for one without effect and leaves out the
     // calls; a statement that must stay keeps them.
@@ -113,6 +124,7 @@ CandidateScheduler Simulation::candidatesOf(NodeId node) {
                                .horizon = horizon_,
                                .modulation_bound = setup_.modulation_bound,
                                .queue = queue_,
+                               .wake_times = wake_times_,
                                .stream = streamOf(node)});
 }
 
@@ -123,11 +135,6 @@ void Simulation::drawAllCandidates(ModelTime now) {
 }
 
 void Simulation::dispatch(const Event& event) {
-    if (event.kind == EventKind::SpikeCandidate
-        && event.sequence == companions_[event.target].deferred.wake_event) {
-        candidatesOf(event.target).wake(event.time);
-        return;
-    }
     ++event_count_;
     switch (event.kind) {
     case EventKind::SynapticDelivery:

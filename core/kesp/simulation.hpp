@@ -8,6 +8,7 @@
 #include "core/kesp/neuron.hpp"
 #include "core/kesp/oscillator.hpp"
 #include "core/kesp/trace.hpp"
+#include "core/kesp/wake_times.hpp"
 #include "core/runtime/random_context.hpp"
 
 #include <cstdint>
@@ -107,7 +108,7 @@ class Simulation {
     /// Hands the trace over and starts an empty one.
     [[nodiscard]] std::vector<TraceRecord> takeTrace() { return std::exchange(trace_, {}); }
 
-    /// The number of events taken from the queue so far, wake-ups for deferred candidates aside.
+    /// The number of events taken from the queue so far.
     [[nodiscard]] std::uint64_t eventCount() const { return event_count_; }
 
     /// The wiring as perturbations have left it.
@@ -129,8 +130,8 @@ class Simulation {
         Perturbation perturbation;
     };
 
-    /// What the loop keeps of a neuron beside its state; one cache line.
-    struct alignas(64) Companion {
+    /// What the loop keeps of a neuron beside its state; half a cache line.
+    struct alignas(32) Companion {
         DeferredCandidate deferred;
         /// Index into firing_.
         std::size_t firing = 0;
@@ -161,6 +162,8 @@ class Simulation {
     std::vector<Companion> companions_;
     std::vector<Runtime::StreamRecord*> streams_;
     EventQueue queue_;
+    /// When to work deferred candidates out.
+    WakeTimes wake_times_;
     std::vector<ScheduledPerturbation> perturbations_;
     std::vector<TraceRecord> trace_;
     SpikeCallback on_spike_;
