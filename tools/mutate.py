@@ -166,10 +166,12 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--count", type=int, default=150, help="changes that compile")
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--path", default="", help="only sources whose path contains this")
     parser.add_argument("--list", action="store_true", help="print the sample only")
     arguments = parser.parse_args()
 
     sources = sorted(path for path in (ROOT / "core").rglob("*") if path.suffix in (".cpp", ".hpp"))
+    sources = [path for path in sources if arguments.path in str(path.relative_to(ROOT))]
     changes = [change for source in sources for change in changes_of(source)]
     random.Random(arguments.seed).shuffle(changes)
     print(f"{len(changes)} possible changes in {len(sources)} sources")

@@ -108,7 +108,7 @@ void Simulation::fetchAhead(const Event& event) const {
         __builtin_prefetch(&neurons_[event.target], 1);
         __builtin_prefetch(&companions_[event.target], 1);
         __builtin_prefetch(streams_[event.target], 1);
-        wake_times_.fetchAhead(event.target);
+        __builtin_prefetch(&wake_times_.of(event.target), 1);
     }
     // GCC takes a function that does nothing but prefetch for one without effect and leaves out the
     // calls; a statement that must stay keeps them.

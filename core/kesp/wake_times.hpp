@@ -26,13 +26,10 @@ class WakeTimes {
         } while (groups > 1);
     }
 
-    /// When the neuron is to be woken.
-    [[nodiscard]] ModelTime of(NodeId node) const { return levels_.front()[node]; }
+    /// When to wake the neuron.
+    [[nodiscard]] const ModelTime& of(NodeId node) const { return levels_.front()[node]; }
 
-    /// Asks for the memory of a time that will be read or set soon.
-    void fetchAhead(NodeId node) const { __builtin_prefetch(&levels_.front()[node], 1); }
-
-    /// Wakes the neuron at this time instead.
+    /// Changes when to wake the neuron.
     void set(NodeId node, ModelTime time) {
         std::size_t place = node;
         for (std::vector<ModelTime>& level : levels_) {
@@ -53,9 +50,9 @@ class WakeTimes {
     /// The first of the neurons with that time. There must be a neuron.
     [[nodiscard]] NodeId first() const {
         std::size_t place = 0;
-        for (auto level = levels_.rbegin(); level != levels_.rend(); ++level) {
+        for (std::size_t level = levels_.size(); level-- != 0;) {
             place *= group_size;
-            while ((*level)[place] != earliest_) {
+            while (levels_[level][place] != earliest_) {
                 ++place;
             }
         }
