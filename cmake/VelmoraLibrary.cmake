@@ -38,7 +38,7 @@ function(velmora_library target name)
   )
   get_target_property(type ${target} TYPE)
   if(type STREQUAL "STATIC_LIBRARY")
-    # An archive of intermediate code is of use to one version of one compiler only.
+    # Installed, an archive of intermediate code would serve one version of one compiler only.
     if(VELMORA_INSTALL)
       set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)
     endif()

@@ -48,8 +48,8 @@ struct DeferredCandidate {
 /// The candidates of one neuron, for the duration of one event: everything is borrowed.
 ///
 /// While a candidate is deferred, the neuron's candidate_event is `none`, its candidate_bound 0,
-/// and the neuron is to be woken before the candidate falls; at a time, perhaps, that was set for
-/// an earlier draw. That time may pass without a candidate being deferred.
+/// and the neuron has a wake-up before the candidate falls. The wake-up may stem from an earlier
+/// draw, and may come when nothing is deferred.
 class CandidateScheduler {
   public:
     /// Where the neuron lives and what governs it.
@@ -70,7 +70,7 @@ class CandidateScheduler {
         double modulation_bound;
         /// Takes candidates.
         EventQueue& queue;
-        /// Has the time at which to wake the neuron.
+        /// Holds the neuron's wake-up.
         WakeTimes& wake_times;
         /// The stream that the neuron draws from.
         Runtime::RandomStream stream;
@@ -87,8 +87,9 @@ class CandidateScheduler {
     /// advanced without a draw to follow. Throws as scheduleDrawnCandidate.
     void settle();
 
-    /// To be called when the neuron's wake-up time has come, after all events before it, with that
-    /// time. Throws as settle.
+    /// To be called when the neuron's wake-up comes due, with its time: after all events before
+    /// that time and before all later ones, while the order among those of that very time does not
+    /// matter. Throws as settle.
     void wake(ModelTime now);
 
   private:

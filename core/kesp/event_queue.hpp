@@ -89,9 +89,9 @@ class EventQueue final : public IEventSink {
         return popBefore(end, [](const Event&) {});
     }
 
-    /// The same; and calls `approach` with events whose turn is near, stale ones among them, for
-    /// the caller to fetch what it will need then into the cache. Whether and how often an event is
-    /// announced is not defined.
+    /// The same; and calls `approach` with events whose turn is near, though they may yet be
+    /// withdrawn, for the caller to fetch what it will need then into the cache. Whether and how
+    /// often an event is announced is not defined.
     template <std::invocable<const Event&> Approach>
     std::optional<Event> popBefore(ModelTime end, const Approach& approach) {
         if (!fillFront(approach, end) || front_[next_in_front_].time >= end) {
@@ -140,7 +140,7 @@ class EventQueue final : public IEventSink {
     static constexpr std::size_t sweep_slack = 64;
     /// A list this short is sorted rather than spread over others.
     static constexpr std::size_t longest_sorted = 32;
-    /// The events of a list up to this long are announced when it is spread already: the lists it
+    /// The events of a list up to this long are announced as soon as it is spread: the lists it
     /// is spread over may be so short that they would be announced too late.
     static constexpr std::size_t longest_announced = 128;
     /// When as many events stand in front, the later half is moved back to the lists.

@@ -10,26 +10,27 @@
 
 namespace Velmora::Core::Kesp {
 
-/// For each neuron a time at which to wake it, or end_of_time, and the earliest of them all.
+/// The neurons' wake-ups: one time for each, end_of_time for none, and the earliest of them all.
 ///
 /// A tournament tree (Knuth 1973): each level has the earliest time of every group of neighbours on
 /// the level below. A time that is moved changes the levels above only as far up as it is, or was,
-/// the earliest. Groups are wide, so that few levels of a large network do not fit into a cache.
+/// the earliest. Groups of four rather than two: fewer levels of a large network lie outside the
+/// caches.
 class WakeTimes {
   public:
-    /// No neuron is to be woken.
+    /// For neurons without a wake-up.
     explicit WakeTimes(std::uint64_t node_count) {
         std::uint64_t groups = node_count;
         do {
-            groups = (groups + group_size - 1) / group_size;
+            groups = groups / group_size + (groups % group_size != 0 ? 1 : 0);
             levels_.emplace_back(groups * group_size, end_of_time);
         } while (groups > 1);
     }
 
-    /// When to wake the neuron.
+    /// The neuron's wake-up.
     [[nodiscard]] const ModelTime& of(NodeId node) const { return levels_.front()[node]; }
 
-    /// Changes when to wake the neuron.
+    /// Moves the neuron's wake-up to `time`; end_of_time: none.
     void set(NodeId node, ModelTime time) {
         std::size_t place = node;
         for (std::vector<ModelTime>& level : levels_) {
@@ -44,10 +45,10 @@ class WakeTimes {
         earliest_ = time;
     }
 
-    /// The earliest time.
+    /// The earliest wake-up.
     [[nodiscard]] ModelTime earliest() const { return earliest_; }
 
-    /// The first of the neurons with that time. There must be a neuron.
+    /// The first of the neurons with that wake-up. There must be a neuron.
     [[nodiscard]] NodeId first() const {
         std::size_t place = 0;
         for (std::size_t level = levels_.size(); level-- != 0;) {
@@ -62,7 +63,7 @@ class WakeTimes {
   private:
     static constexpr std::size_t group_size = 4;
 
-    /// The neurons' times, then the earliest of each group, up to a single group; filled up with
+    /// The neurons' wake-ups, then the earliest of each group, up to a single group; filled up with
     /// end_of_time.
     std::vector<std::vector<ModelTime>> levels_;
     ModelTime earliest_ = end_of_time;

@@ -138,6 +138,16 @@ TEST(CandidateScheduler, NeverShowsInARun) {
         const Perturbation wake{.time = start, .strength = is_late ? 50.0 : 0.0, .nodes = {0, 1}};
         simulation.perturb(wake);
         plain.perturb(wake);
+        for (ModelTime pause = start; draws.below(8) != 0;
+             pause += static_cast<ModelTime>(draws.below(20'000'000))) {
+            simulation.runUntil(pause);
+            plain.runUntil(pause);
+            ASSERT_EQ(simulation.eventCount(), plain.eventCount()) << "seed " << seed;
+            const Perturbation kick{
+                .time = pause, .strength = draws.between(-1.0, 1.0), .nodes = {draws.below(nodes)}};
+            simulation.perturb(kick);
+            plain.perturb(kick);
+        }
         simulation.drain();
         plain.drain();
         ASSERT_EQ(traceDigest(simulation.trace()), traceDigest(plain.trace())) << "seed " << seed;

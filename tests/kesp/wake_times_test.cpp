@@ -1,7 +1,10 @@
 #include "core/kesp/wake_times.hpp"
 
+#include <algorithm>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <random>
+#include <vector>
 
 namespace Velmora::Tests {
 
