@@ -108,10 +108,9 @@ void deliveriesImmediate(benchmark::State& state) {
 
 /// Takes the next event, wakes the neuron until it is there, and does what follows from it.
 void stepDeferred(LoneNeuron& neuron, DeliveryStream& deliveries) {
-    std::optional<Event> next = neuron.queue.popBefore(neuron.wake_times.earliest());
-    while (!next) {
+    std::optional<Event> next;
+    while (!(next = neuron.queue.popBefore(neuron.wake_times.earliest()))) {
         neuron.candidates().wake(neuron.wake_times.earliest());
-        next = neuron.queue.popBefore(neuron.wake_times.earliest());
     }
     const Event& event = *next;
     switch (event.kind) {

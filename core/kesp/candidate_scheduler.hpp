@@ -45,7 +45,7 @@ struct DeferredCandidate {
 /// included.
 [[nodiscard]] double leastUnitWait(double u);
 
-/// The candidates of one neuron, for the duration of one event: everything is borrowed.
+/// The candidates of one neuron, for the duration of one event or wake-up: everything is borrowed.
 ///
 /// While a candidate is deferred, the neuron's candidate_event is `none`, its candidate_bound 0,
 /// and the neuron has a wake-up before the candidate falls. The wake-up may stem from an earlier
@@ -88,8 +88,8 @@ class CandidateScheduler {
     void settle();
 
     /// To be called when the neuron's wake-up comes due, with its time: after all events before
-    /// that time and before all later ones, while the order among those of that very time does not
-    /// matter. Throws as settle.
+    /// that time and before all later ones. The order among those of that very time does not
+    /// matter, for the candidate falls after it. Throws as settle.
     void wake(ModelTime now);
 
   private:

@@ -58,6 +58,7 @@ void Simulation::perturb(Perturbation perturbation) {
 
 void Simulation::runUntil(ModelTime until) {
     for (;;) {
+        // Wake-ups come first among equal times; what they work out always lies later.
         const ModelTime wake_time = wake_times_.earliest();
         const std::optional<Event> event =
             queue_.popBefore(std::min(until, wake_time),

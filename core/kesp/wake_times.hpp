@@ -10,7 +10,8 @@
 
 namespace Velmora::Core::Kesp {
 
-/// The neurons' wake-ups: one time for each, end_of_time for none, and the earliest of them all.
+/// The neurons' wake-ups: one model time for each, end_of_time for none, and the earliest of them
+/// all. Neurons are 0 to node_count - 1; no other may be named.
 ///
 /// A tournament tree (Knuth 1973): each level has the earliest time of every group of neighbours on
 /// the level below. A time that is moved changes the levels above only as far up as it is, or was,
@@ -18,7 +19,8 @@ namespace Velmora::Core::Kesp {
 /// caches.
 class WakeTimes {
   public:
-    /// For neurons without a wake-up.
+    /// For `node_count` neurons without a wake-up. Throws std::bad_alloc or std::length_error when
+    /// there is no room for so many; nothing else throws.
     explicit WakeTimes(std::uint64_t node_count) {
         std::uint64_t groups = node_count;
         do {
@@ -27,7 +29,7 @@ class WakeTimes {
         } while (groups > 1);
     }
 
-    /// The neuron's wake-up.
+    /// The neuron's wake-up; follows its changes, as long as this object lives.
     [[nodiscard]] const ModelTime& of(NodeId node) const { return levels_.front()[node]; }
 
     /// Moves the neuron's wake-up to `time`; end_of_time: none.
@@ -45,7 +47,7 @@ class WakeTimes {
         earliest_ = time;
     }
 
-    /// The earliest wake-up.
+    /// The earliest wake-up; end_of_time when there is none.
     [[nodiscard]] ModelTime earliest() const { return earliest_; }
 
     /// The first of the neurons with that wake-up. There must be a neuron.
